@@ -1,0 +1,24 @@
+# Tests and test tools that are no GoogleTest programs.
+
+# The sound card of the tests, an ALSA plugin: never instrumented, since ALSA's own library isn't either.
+find_package(ALSA REQUIRED)
+add_library(larchloop MODULE tests/support/larchloop/soundBus.cpp tests/support/larchloop/soundCard.cpp
+            tests/support/larchloop/larchloopPlugin.cpp)
+target_compile_options(larchloop PRIVATE -Wall -Wextra -Wshadow -Werror -O2)
+target_compile_definitions(larchloop PRIVATE PIC)
+set_target_properties(larchloop PROPERTIES OUTPUT_NAME asound_module_pcm_larchloop CXX_VISIBILITY_PRESET default)
+target_link_libraries(larchloop PRIVATE ALSA::ALSA)
+set(LARCHLOOP_PLUGIN ${CMAKE_BINARY_DIR}/libasound_module_pcm_larchloop.so)
+configure_file(tests/support/larchloop/asound.conf.in ${CMAKE_BINARY_DIR}/asound.conf @ONLY)
+configure_file(tests/support/larchloop/asound-none.conf.in ${CMAKE_BINARY_DIR}/asound-none.conf @ONLY)
+
+# every test program may start PortAudio: build the plugin with it
+foreach(folder ${LARCH_CORE_FOLDERS} sim host)
+  if(TARGET larch-${folder}-tests)
+    add_dependencies(larch-${folder}-tests larchloop)
+  endif()
+endforeach()
+foreach(source ${boundary_tests})
+  get_filename_component(name ${source} NAME_WE)
+  add_dependencies(larch-boundary-${name} larchloop)
+endforeach()
