@@ -1,6 +1,7 @@
 #include "runtime/log.h"
 #include <chrono>
 #include <cstdio>
+#include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 #include <thread>

@@ -1,0 +1,91 @@
+#include "runtime/sothreadpool.h"
+#include "platform/threadClass.h"
+#include "runtime/asyncObject.h"
+#include <exception>
+
+namespace larch {
+namespace {
+
+constexpr std::size_t initialBlocks = 6;
+constexpr int spinRounds = 1000; // before a worker sleeps: keeps the wake-up short at audio block rates
+
+template <class Queue> void drain(Queue& queue, const char* word) {
+  asTask task;
+  while (queue.pop(task)) {
+    try {
+      task.fn();
+    } catch (const std::exception& e) {
+      logError("{} {}", word, e.what());
+    } catch (...) {
+      writeLog(logLevel::error, word);
+    }
+  }
+}
+
+} // namespace
+
+sothreadpool::sothreadpool(unsigned workers)
+    : runQueue_(initialBlocks * LarchConcurrentQueueDefaultTraits::BLOCK_SIZE), wakeUp_(0, 0) {
+  try {
+    for (unsigned i = 0; i < workers; i++) threads_.emplace_back([this] { worker(); });
+  } catch (...) {
+    writeDump("sothreadpool", "??");
+    stop_ = true;
+    wakeUp_.signal(static_cast<moodycamel::LightweightSemaphore::ssize_t>(workers));
+    for (auto& t : threads_) t.join();
+    throw;
+  }
+}
+
+void sothreadpool::post(const std::shared_ptr<asyncObject>& self) {
+  if (!runQueue_.enqueue(self)) {
+    logError("failed to queue task");
+    return;
+  }
+  wakeUp_.signal();
+}
+
+void sothreadpool::waitForWork(workerScheduling& scheduling) {
+  for (int i = 0; i < spinRounds; i++) {
+    if (wakeUp_.tryWait()) return;
+    __builtin_ia32_pause();
+  }
+  while (!wakeUp_.wait()) {}
+  scheduling.slept();
+}
+
+void sothreadpool::runEntry(const std::shared_ptr<asyncObject>& self) {
+  try {
+    self->taskgroup->processSeqQueue(self);
+  } catch (const std::exception& e) {
+    logError("worker {}", e.what());
+  } catch (...) {
+    writeDump("worker", "??");
+    logError("worker");
+  }
+}
+
+bool sothreadpool::turn() {
+  std::shared_ptr<asyncObject> self;
+  if (!wakeUp_.tryWait()) return false;
+  while (!runQueue_.try_dequeue(self)) {}
+  runEntry(self);
+  return true;
+}
+
+void sothreadpool::worker() {
+  workerScheduling scheduling;
+  if (const int refused = scheduling.raise()) logError("sothreadPool::worker() setmm priority failed {}", refused);
+  while (!stop_) {
+    waitForWork(scheduling);
+    std::shared_ptr<asyncObject> self; // dropped at the end of the turn: the object may die here
+    while (!stop_ && !runQueue_.try_dequeue(self)) {} // the semaphore promises an entry
+    if (self) runEntry(self);
+    scheduling.betweenTurns();
+  }
+}
+
+void sothreadpool::getUpdates() { drain(updates_, "getUpdates"); }
+void sothreadpool::getRenderUpdates() { drain(renders_, "getRenderUpdates"); }
+
+} // namespace larch
