@@ -1,0 +1,55 @@
+// One way of putting information on a carrier: what a transceiver calls for all that differs between modes.
+#pragma once
+#include "dsp/buff.h"
+#include "modes/modDemodOwner.h"
+#include "runtime/property.h"
+#include "runtime/snapshot.h"
+
+namespace larch {
+
+// Used directly it is the empty mode: no audio, no transmit signal. One object serves one transceiver at a time. The virtual
+// operations run on the owning transceiver's group; property sets run on the mode's own group.
+class modDemod : public asyncObject {
+ public:
+  explicit modDemod(std::shared_ptr<syncTask> group) : asyncObject(std::move(group)) {}
+
+  // A block of 512 channel-filtered samples at sampleRate(); returns audio at 48000 Hz, empty to swallow the block. The block is
+  // a view for the duration of the call.
+  virtual buff<float> demodulate(const cbuff& block) {
+    static_cast<void>(block);
+    return {};
+  }
+  // Microphone input and output at 48000 Hz, equally long; writes into the output.
+  virtual void modulate(const cbuff& input, const cbuff& output) {
+    static_cast<void>(input);
+    static_cast<void>(output);
+  }
+  virtual int32_t sampleRate() { return 48000; }
+  virtual void setRxFilter(int32_t low, int32_t high) { // Hz from the tuned frequency
+    static_cast<void>(low);
+    static_cast<void>(high);
+  }
+  virtual void setTxFilter(int32_t low, int32_t high) {
+    static_cast<void>(low);
+    static_cast<void>(high);
+  }
+  virtual void vfoChanged(int32_t frequency) { static_cast<void>(frequency); } // Hz
+  virtual void attached() {}
+  virtual void pttChanged(bool on) { static_cast<void>(on); }
+
+  property<int32_t> rxFreq{0};           // Hz of audio offset that a digital mode works at
+  property<int32_t> txFreq{0};           // Hz, the same for transmit
+  property<bool> rnnoise{false};         // noise reduction on this mode's audio
+  property<double> rnnoiseSquelch{80.0}; // its strength, percent
+  property<int32_t> db1{0};              // kept and reported for the host
+
+  // read and written by the transceiver on its group
+  int32_t txTailSamples = 512;   // length of the tail after ptt falls, at 48000 Hz
+  bool txFinishing = false;      // ptt has fallen: flush what is left
+  bool useTxFilter = true;       // take the transmit block from behind the transceiver's filter
+  bool blockedTx = true;         // transmit in blocks of 512 with a leading silence; false: groups of 126 straight from modulate
+  bool minimumPhaseRx = false;   // build the receive filter in minimum-phase form
+  snapshot<modDemodOwner> owner; // published by the transceiver's group at attach and swap; any thread reads
+};
+
+} // namespace larch
