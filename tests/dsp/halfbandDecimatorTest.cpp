@@ -1,0 +1,256 @@
+#include "dsp/halfbandDecimator.h"
+#include <gtest/gtest.h>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+using namespace larch;
+using cdouble = std::complex<double>;
+using samples = std::vector<cdouble>;
+
+namespace {
+
+const std::vector<double> taps39{-3.62907885576887e-6, 4.02466442580786e-5, -0.000235834343041218, 0.000963902327396773,
+                                 -0.003076553710626,   0.00818383132692986, -0.0190660145353977,   0.0410960724707912,
+                                 -0.0907564864768072,  0.312854461452131};
+const std::vector<double> taps19{0.000333811843036611, -0.00353395473118229, 0.0185252451861531, -0.0689599668906186,
+                                 0.303634864592664};
+const std::vector<double> taps11{0.00622556206707906, -0.0499000904333449, 0.293674528365953};
+
+samples noise(std::size_t count, unsigned seed = 1) {
+  std::mt19937 generator(seed);
+  std::uniform_real_distribution<double> uniform(-1, 1);
+  samples result(count);
+  for (cdouble& x : result) {
+    const double re = uniform(generator);
+    x = {re, uniform(generator)};
+  }
+  return result;
+}
+
+cbuff toBuff(const samples& x) {
+  cbuff result(x.size());
+  std::copy(x.begin(), x.end(), result.data);
+  return result;
+}
+
+// All taps of a stage from the outer half of its taps at even offsets.
+std::vector<double> wholeTaps(const std::vector<double>& half) {
+  std::vector<double> h(4 * half.size() - 1);
+  for (std::size_t k = 0; k < half.size(); k++) h[2 * k] = h[h.size() - 1 - 2 * k] = half[k];
+  h[h.size() / 2] = 0.5;
+  return h;
+}
+
+// y[m] = sum h[k] x[2m + 1 - lag - k], the definition of one stage.
+samples halved(const samples& x, const std::vector<double>& h, int lag) {
+  samples y(x.size() / 2);
+  for (std::size_t m = 0; m < y.size(); m++)
+    for (std::size_t k = 0; k < h.size(); k++) {
+      const long at = static_cast<long>(2 * m) + 1 - lag - static_cast<long>(k);
+      if (at >= 0) y[m] += h[k] * x[at];
+    }
+  return y;
+}
+
+samples mixed(const samples& x, double step, double start = 0) {
+  samples y(x.size());
+  for (std::size_t n = 0; n < x.size(); n++) y[n] = x[n] * std::polar(1.0, start - step * static_cast<double>(n + 1));
+  return y;
+}
+
+samples chain(samples x, int ratio) {
+  for (int v = ratio / 4; v > 1; v /= 2) x = halved(x, wholeTaps(taps11), v);
+  if (ratio > 2) x = halved(x, wholeTaps(taps19), 1);
+  if (ratio > 1) x = halved(x, wholeTaps(taps39), 1);
+  return x;
+}
+
+samples run(halfbandDecimator& decimator, double step, int ratio, const samples& x, std::size_t room = 1u << 20) {
+  const cbuff out(std::min(room, x.size() + 8), cdouble(77, 78));
+  const uint64_t count = decimator.process(step, ratio, out, toBuff(x));
+  for (uint64_t i = count; i < out.count; i++) EXPECT_EQ(out.data[i], cdouble(77, 78)) << "beyond the outputs";
+  return samples(out.data, out.data + count);
+}
+
+void expectNear(const samples& got, const samples& expected, double limit = 1e-11) {
+  ASSERT_EQ(got.size(), expected.size());
+  for (std::size_t i = 0; i < got.size(); i++) ASSERT_LT(std::abs(got[i] - expected[i]), limit) << i;
+}
+
+} // namespace
+
+TEST(halfbandDecimatorTest, isTheChainOfItsDefinitionAtEveryRatio) {
+  for (int ratio = 1; ratio <= 2048; ratio *= 2) {
+    const samples x = noise(16384);
+    halfbandDecimator mixing, plain;
+    expectNear(run(mixing, 0.3, ratio, x), chain(mixed(x, 0.3), ratio));
+    expectNear(run(plain, 0.0, ratio, x), chain(x, ratio));
+  }
+}
+
+TEST(halfbandDecimatorTest, manyBlocksEqualOneBlock) {
+  const samples x = noise(32768, 3);
+  for (int ratio : {1, 2, 4, 8, 16, 32, 64, 1024}) {
+    halfbandDecimator once, often;
+    const samples expected = run(once, -1.1, ratio, x);
+    samples got;
+    std::size_t length = ratio;
+    for (std::size_t at = 0; at < x.size(); at += length, length = (length * 3 + ratio) % 5000 / ratio * ratio + ratio) {
+      length = std::min(length, x.size() - at);
+      const samples part = run(often, -1.1, ratio, samples(x.begin() + at, x.begin() + at + length));
+      got.insert(got.end(), part.begin(), part.end());
+    }
+    expectNear(got, expected);
+  }
+}
+
+TEST(halfbandDecimatorTest, oddLengthsDropTheRestOfTheInput) {
+  for (int ratio : {1, 2, 4, 8, 16, 32})
+    for (std::size_t length : {0u, 1u, 7u, 31u, 33u, 511u, 512u, 513u, 1537u}) {
+      halfbandDecimator decimator;
+      const samples first = noise(length, 5), second = noise(length, 6);
+      const std::size_t used = length / ratio * ratio;
+      samples x(first.begin(), first.begin() + used);
+      x.insert(x.end(), second.begin(), second.begin() + used);
+      samples got = run(decimator, 0.7, ratio, first);
+      const samples more = run(decimator, 0.7, ratio, second);
+      got.insert(got.end(), more.begin(), more.end());
+      expectNear(got, chain(mixed(x, 0.7), ratio));
+    }
+}
+
+TEST(halfbandDecimatorTest, sevenSamplesAtRatioTwoGiveThreeOutputs) {
+  halfbandDecimator decimator;
+  EXPECT_EQ(run(decimator, 0.0, 2, noise(7)).size(), 3u);
+  EXPECT_EQ(run(decimator, 0.1, 2, noise(7)).size(), 3u);
+}
+
+TEST(halfbandDecimatorTest, changingStepsTurnOnFromThePhaseReached) {
+  const samples x = noise(6000, 7);
+  samples turned;
+  double angle = 0;
+  const double steps[] = {0.2, -2.5, 3.1, 0.2, 1e-7};
+  for (int i = 0; i < 5; i++) {
+    const samples part = mixed(samples(x.begin() + 1200 * i, x.begin() + 1200 * (i + 1)), steps[i], angle);
+    turned.insert(turned.end(), part.begin(), part.end());
+    angle -= steps[i] * 1200;
+  }
+  for (int ratio : {1, 2, 4, 8, 16}) {
+    halfbandDecimator decimator;
+    samples got;
+    for (int i = 0; i < 5; i++) {
+      const samples part = run(decimator, steps[i], ratio, samples(x.begin() + 1200 * i, x.begin() + 1200 * (i + 1)));
+      got.insert(got.end(), part.begin(), part.end());
+    }
+    expectNear(got, chain(turned, ratio));
+  }
+}
+
+TEST(halfbandDecimatorTest, stepOfZeroKeepsThePhaseAndMixesNothing) {
+  halfbandDecimator decimator;
+  run(decimator, 0.4, 4, noise(512));
+  const cdouble before = decimator.phase();
+  EXPECT_NE(before, cdouble(1, 0));
+  run(decimator, 0.0, 4, noise(512));
+  EXPECT_EQ(decimator.phase(), before);
+  const cbuff out(128);
+  decimator.decimate(4, out, toBuff(noise(512)));
+  EXPECT_EQ(decimator.phase(), before);
+}
+
+TEST(halfbandDecimatorTest, mixedAndUnmixedBlocksShareTheChain) {
+  const samples a = noise(1024, 8), b = noise(1024, 9);
+  samples x = mixed(a, 0.9);
+  x.insert(x.end(), b.begin(), b.end());
+  const samples c = mixed(a, 0.9, -0.9 * 1024);
+  x.insert(x.end(), c.begin(), c.end());
+  for (int ratio : {2, 4, 8, 32}) {
+    halfbandDecimator decimator;
+    samples got = run(decimator, 0.9, ratio, a);
+    for (const samples& part : {run(decimator, 0.0, ratio, b), run(decimator, 0.9, ratio, a)})
+      got.insert(got.end(), part.begin(), part.end());
+    expectNear(got, chain(x, ratio));
+  }
+}
+
+TEST(halfbandDecimatorTest, stagesHoldTheHistoriesOfTheirRatio) {
+  using list = std::vector<int32_t>;
+  const std::pair<int32_t, list> expected[] = {
+      {2, {38}}, {4, {38, 18}}, {8, {38, 18, 11}}, {16, {38, 18, 13, 11}}, {32, {38, 18, 17, 13, 11}}, {1, {}}};
+  halfbandDecimator decimator;
+  for (const auto& [ratio, histories] : expected) {
+    run(decimator, 0.0, ratio, noise(64));
+    EXPECT_EQ(decimator.histories(), histories) << ratio;
+  }
+}
+
+TEST(halfbandDecimatorTest, changedRatioStartsAfreshFromZero) {
+  const samples x = noise(4096, 10);
+  for (int ratio : {2, 4, 8, 16}) {
+    halfbandDecimator decimator;
+    run(decimator, 0.0, ratio, x);
+    run(decimator, 0.0, ratio == 4 ? 2 : 4, x);
+    expectNear(run(decimator, 0.0, ratio, x), chain(x, ratio));
+  }
+}
+
+TEST(halfbandDecimatorTest, ratioThreeGivesNothing) {
+  halfbandDecimator decimator;
+  EXPECT_TRUE(run(decimator, 0.0, 3, noise(600)).empty());
+  EXPECT_TRUE(run(decimator, 0.2, 3, noise(600)).empty());
+}
+
+TEST(halfbandDecimatorTest, ratiosBelowOneGiveNothing) {
+  halfbandDecimator decimator;
+  for (int ratio : {0, -1, -4, std::numeric_limits<int>::min()}) {
+    EXPECT_TRUE(run(decimator, 0.0, ratio, noise(600)).empty());
+    EXPECT_TRUE(run(decimator, 0.2, ratio, noise(600)).empty());
+  }
+}
+
+TEST(halfbandDecimatorTest, ratiosThatAreNoPowerOfTwoStayWithinInputByRatio) {
+  for (int ratio : {5, 6, 7, 9, 12, 100, 1000, 1365, 600, 601}) {
+    halfbandDecimator decimator;
+    const samples x = noise(1200);
+    EXPECT_EQ(run(decimator, 0.0, ratio, x).size(), x.size() / ratio) << ratio;
+    EXPECT_EQ(run(decimator, 0.2, ratio, x).size(), x.size() / ratio) << ratio;
+  }
+}
+
+TEST(halfbandDecimatorTest, ratioBeyondTheInputGivesNothing) {
+  for (int ratio : {2048, 1 << 20, 1 << 30, std::numeric_limits<int>::max()}) {
+    halfbandDecimator decimator;
+    EXPECT_TRUE(run(decimator, 0.0, ratio, noise(1000)).empty()) << ratio;
+    EXPECT_TRUE(run(decimator, 0.1, ratio, noise(1000)).empty()) << ratio;
+  }
+}
+
+TEST(halfbandDecimatorTest, outputsEndWhereTheRoomEnds) {
+  for (int ratio : {1, 2, 4, 8, 32})
+    for (std::size_t room : {0u, 1u, 5u, 17u}) {
+      const samples x = noise(2048);
+      halfbandDecimator mixing, plain;
+      samples expected = chain(mixed(x, 0.2), ratio);
+      expected.resize(room);
+      expectNear(run(mixing, 0.2, ratio, x, room), expected);
+      EXPECT_EQ(run(plain, 0.0, ratio, x, room).size(), room);
+    }
+}
+
+TEST(halfbandDecimatorTest, stepThatIsNoNumberMixesNothing) {
+  for (double step : {std::nan(""), INFINITY, -INFINITY}) {
+    halfbandDecimator decimator;
+    const samples x = noise(512);
+    expectNear(run(decimator, step, 4, x), chain(x, 4));
+    EXPECT_EQ(decimator.phase(), cdouble(1, 0));
+  }
+}
+
+TEST(halfbandDecimatorTest, phaseKeepsItsMagnitudeOverALongRun) {
+  halfbandDecimator decimator;
+  const cbuff in = toBuff(noise(1024)), out(1024);
+  for (int i = 0; i < 2000; i++) decimator.process(0.123456 + 1e-3 * (i % 7), 8, out, in);
+  EXPECT_NEAR(std::abs(decimator.phase()), 1.0, 1e-12);
+}
