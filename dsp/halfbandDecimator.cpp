@@ -42,20 +42,29 @@ std::vector<int32_t> halfbandDecimator::histories() const {
   return result;
 }
 
-void halfbandDecimator::setRatio(int32_t ratio) {
+// Without outputs nothing is built, so that no ratio can ask for more memory than its input has.
+uint64_t halfbandDecimator::prepare(int32_t ratio, const cbuff& output, const cbuff& input) {
+  if (ratio < 1) return 0;
+  if (ratio != ratio_) stages_.clear();
   ratio_ = ratio;
+  const uint64_t outputs = ratio == 3 ? 0 : std::min(input.count / ratio, output.count);
+  if (outputs > 0 && stages_.empty()) build(ratio);
+  return outputs;
+}
+
+void halfbandDecimator::build(int32_t ratio) {
   std::vector<int32_t> wanted;
   if (ratio > 1) wanted.push_back(history39);
   if (ratio > 2) wanted.push_back(history19);
   for (int32_t v = ratio / 4; v > 1; v /= 2) wanted.push_back(v + history11);
-  stages_.clear();
   for (int32_t history : wanted) stages_.push_back({history, std::vector<cdouble>(history + 2), false});
 }
 
 // One sample into the chain; true when the chain gives one.
 bool halfbandDecimator::push(cdouble sample, cdouble& result) {
-  for (std::size_t i = stages_.size(); i-- > 0;) {
-    stage& s = stages_[i];
+  const std::size_t count = stages_.size();
+  for (std::size_t turn = 0; turn < count; turn++) { // stages 2, 3 ... of 11 taps first, then 1, then 0
+    stage& s = stages_[turn + 2 < count ? turn + 2 : count - 1 - turn];
     std::copy(s.line.begin() + 1, s.line.end(), s.line.begin());
     s.line.back() = sample;
     s.second = !s.second;
@@ -69,10 +78,7 @@ bool halfbandDecimator::push(cdouble sample, cdouble& result) {
 
 uint64_t halfbandDecimator::process(double phaseStep, int32_t ratio, const cbuff& output, const cbuff& input) {
   if (phaseStep == 0.0 || !std::isfinite(phaseStep)) return decimate(ratio, output, input);
-  if (ratio < 1) return 0;
-  if (ratio != ratio_) setRatio(ratio);
-  if (ratio == 3) return 0;
-  const uint64_t outputs = std::min(input.count / ratio, output.count);
+  const uint64_t outputs = prepare(ratio, output, input);
   phase_ /= std::abs(phase_);
   const cdouble rotation{std::cos(phaseStep), -std::sin(phaseStep)};
   uint64_t done = 0;
@@ -84,10 +90,7 @@ uint64_t halfbandDecimator::process(double phaseStep, int32_t ratio, const cbuff
 }
 
 uint64_t halfbandDecimator::decimate(int32_t ratio, const cbuff& output, const cbuff& input) {
-  if (ratio < 1) return 0;
-  if (ratio != ratio_) setRatio(ratio);
-  if (ratio == 3) return 0;
-  const uint64_t outputs = std::min(input.count / ratio, output.count);
+  const uint64_t outputs = prepare(ratio, output, input);
   uint64_t done = 0;
   for (uint64_t i = 0; done < outputs; i++)
     if (push(input.data[i], output.data[done])) done++;

@@ -35,7 +35,8 @@ class halfbandDecimator {
     bool second = false;                    // the next sample completes a pair
   };
 
-  void setRatio(int32_t ratio);
+  uint64_t prepare(int32_t ratio, const cbuff& output, const cbuff& input);
+  void build(int32_t ratio);
   bool push(std::complex<double> sample, std::complex<double>& result);
 
   int32_t ratio_ = 1;

@@ -240,7 +240,7 @@ TEST(halfbandDecimatorTest, outputsEndWhereTheRoomEnds) {
 }
 
 TEST(halfbandDecimatorTest, stepThatIsNoNumberMixesNothing) {
-  for (double step : {std::nan(""), INFINITY, -INFINITY}) {
+  for (double step : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
     halfbandDecimator decimator;
     const samples x = noise(512);
     expectNear(run(decimator, step, 4, x), chain(x, 4));
