@@ -133,6 +133,7 @@ int rioTransport::drain() {
     waiting_[(waitingHead_ + waitingCount_) % waiting_.size()] = slot;
     waitingCount_++;
   }
+  emptied_ = received < count;
   batch_ = std::clamp(2 * received, smallestBatch, udpSocket::maxBatch);
   if (unconnected()) measureRate(received);
   return received;
@@ -140,7 +141,7 @@ int rioTransport::drain() {
 
 // A wake-up costs as much as a dozen datagrams. Where nothing is sent in answer, a fast stream may gather for a while.
 void rioTransport::coalesce() {
-  if (!unconnected() || rate_ < coalesceFrom) return;
+  if (!unconnected() || !emptied_ || rate_ < coalesceFrom) return;
   const int64_t rest = lastDrain_ns_ + coalesceTime_ns - monotonicNow_ns();
   if (rest > 0) sleepFor_ns(rest);
 }

@@ -95,7 +95,8 @@ class rioTransport {
   std::size_t waitingHead_ = 0, waitingCount_ = 0;
   int entries_ = 0; // of the waiting ones, those taken over and not yet handed out
   int batch_ = smallestBatch;
-  double rate_ = 0; // datagrams a millisecond, smoothed
+  bool emptied_ = true; // the last drain found fewer than it had room for
+  double rate_ = 0;     // datagrams a millisecond, smoothed
   int64_t lastDrain_ns_ = 0;
 
   std::atomic<int> out_{0}, highWater_{0};

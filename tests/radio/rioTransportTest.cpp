@@ -1,3 +1,4 @@
+#include "platform/clock.h"
 #include "radio/rioTransport.h"
 #include "tests/radio/logCapture.h"
 #include "tests/radio/plainPeer.h"
@@ -264,6 +265,32 @@ TEST(rioTransportTest, aFastUnconnectedStreamLosesNothing) {
       p.transport.releaseReceive(slot);
     }
   }
+}
+
+// A gathered drain that doesn't empty the socket is followed at once by the next one: gathering must not bound the rate.
+TEST(rioTransportTest, aFastUnconnectedStreamGathersButIsNotHeldBackWhenMoreWaits) {
+  static int sleeps;
+  static int64_t now;
+  static const clockSource simulated{[] { return now += 1000; }, [] { return int64_t{0}; }, [](int64_t) { sleeps++; }};
+  sleeps = 0, now = 1'000'000'000;
+  setClockSource(&simulated);
+  for (auto shape : {transportShape::protocol1, transportShape::protocol2}) {
+    pair p(shape, 256);
+    for (uint32_t i = 0; i < 200; i++) { // one each: the pace is seen as high
+      p.fromRadio(numbered(i, 1000));
+      p.transport.releaseReceive(p.next());
+    }
+    if (shape == transportShape::protocol1)
+      EXPECT_EQ(sleeps, 0) << "the connected shape stays prompt";
+    else
+      EXPECT_GT(sleeps, 100) << "drains that emptied the socket wait for company";
+    sleeps = 0;
+    constexpr uint32_t burst = 160;
+    for (uint32_t i = 0; i < burst; i++) p.fromRadio(numbered(i, 1000));
+    for (uint32_t i = 0; i < burst; i++) p.transport.releaseReceive(p.next());
+    EXPECT_LE(sleeps, 1) << "only before the first drain";
+  }
+  setClockSource(nullptr);
 }
 
 TEST(rioTransportTest, aRadioThatIsNotThereIsLoggedAndTheTransportGoesOn) {
