@@ -17,13 +17,13 @@ uint32_t threadId(); // rt: cached per thread
 // The calling thread runs at the ordinary class for the life of this object, and then as it did before:
 // for long work (opening a sound device) on a real-time worker.
 class ordinaryScheduling {
-public:
+ public:
   ordinaryScheduling();
   ~ordinaryScheduling();
   ordinaryScheduling(const ordinaryScheduling&) = delete;
   ordinaryScheduling& operator=(const ordinaryScheduling&) = delete;
 
-private:
+ private:
   int policy_ = 0, priority_ = 0;
   bool changed_ = false;
 };
@@ -31,12 +31,12 @@ private:
 // A raised worker that hasn't slept for 100 ms would starve the machine: it steps down between two turns and up again after
 // its next sleep. Used by one thread; a refusal to raise is final and reported once.
 class workerScheduling {
-public:
-  int raise();       // at thread start: 0 or errno
-  void slept();      // after a wait that really waited
+ public:
+  int raise();  // at thread start: 0 or errno
+  void slept(); // after a wait that really waited
   void betweenTurns();
 
-private:
+ private:
   static constexpr int64_t longestRun_ns = 100'000'000;
   bool allowed_ = false, raised_ = false;
   int64_t lastSleep_ns_ = 0;

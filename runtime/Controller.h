@@ -5,7 +5,7 @@
 namespace larch {
 
 class Controller : public asyncObject {
-public:
+ public:
   using asyncObject::asyncObject;
 };
 

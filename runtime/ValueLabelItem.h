@@ -5,7 +5,7 @@
 namespace larch {
 
 class ValueLabelItem : public asyncObject {
-public:
+ public:
   property<int32_t> Value;
   property<std::string> Label;
 

@@ -16,7 +16,7 @@ constexpr int32_t collectionClear = 4;  // host to core
 // set(), reset() and append() run on the owner's group; bind() on the host's thread. A row may be null after a put beyond the
 // end: whoever walks the list skips it.
 template <class T> class asyncCollection {
-public:
+ public:
   using list = std::vector<std::shared_ptr<T>>;
   static constexpr uint64_t maxRows = uint64_t{1} << 24; // a list beyond this counts as beyond memory
 
@@ -67,7 +67,7 @@ public:
   // Any thread: the rows as last published; null while there have been none.
   std::shared_ptr<const list> rows() const { return published_.load(); }
 
-private:
+ private:
   void put(int32_t index, std::shared_ptr<T> item) {
     const uint64_t at = static_cast<uint64_t>(static_cast<int64_t>(index));
     if (items.empty() && at == 0) return; // size - 1 wraps around: nothing grows, and there is no such row

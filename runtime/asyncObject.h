@@ -11,15 +11,13 @@ using hostInt32 = void (*)(int32_t);
 
 // A host's pointer that a worker reads: one aligned word, written without synchronisation by the host's thread. Relaxed: nothing
 // is read behind it, and a bind that races with a write may deliver twice or not at all.
-template <class P> P loadWord(const P& word) {
-  return std::atomic_ref<P>(const_cast<P&>(word)).load(std::memory_order_relaxed);
-}
+template <class P> P loadWord(const P& word) { return std::atomic_ref<P>(const_cast<P&>(word)).load(std::memory_order_relaxed); }
 template <class P> void storeWord(P& word, P value) { std::atomic_ref<P>(word).store(value, std::memory_order_relaxed); }
 
 // A heap object under a std::shared_ptr that belongs to exactly one task group: all that the host changes in it happens as a task
 // of that group. Operations of this class but the destructor need a living shared_ptr (std::bad_weak_ptr otherwise).
 class asyncObject : public std::enable_shared_from_this<asyncObject> {
-public:
+ public:
   explicit asyncObject(std::shared_ptr<syncTask> group);
   // Any thread, the host's poll included: posts Deleted(1) for the host, after all the object's other updates.
   virtual ~asyncObject();

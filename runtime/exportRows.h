@@ -78,7 +78,7 @@ inline void releaseHandle(void* h) { delete static_cast<handle*>(h); }
 } // namespace larch
 
 #define LARCH_LIFE(X)                                                                                                            \
-  X* X##_create(void) { return larch::createObject<X, larch::X>(); }                                                            \
+  X* X##_create(void) { return larch::createObject<X, larch::X>(); }                                                             \
   void X##_release(X* h) { larch::releaseHandle(h); }
 #define LARCH_SCALAR(X, P, T)                                                                                                    \
   void X##_bind##P(X* h, void (*callback)(T)) { larch::bindProperty<&larch::X::P>(h, callback); }                                \
@@ -91,7 +91,7 @@ inline void releaseHandle(void* h) { delete static_cast<handle*>(h); }
   void X##_set##P(X* h, U* value) { larch::setObject<&larch::X::P, larch::U>(h, value, #X "." #P ".set"); }
 #define LARCH_COLLECTION(X, P, U)                                                                                                \
   void X##_bind##P(X* h, void (*callback)(int32_t, int32_t, U*)) { larch::bindProperty<&larch::X::P>(h, callback); }             \
-  void X##_set##P(X* h, int32_t action, int32_t index, U* item) {                                                               \
+  void X##_set##P(X* h, int32_t action, int32_t index, U* item) {                                                                \
     larch::setCollection<&larch::X::P, larch::U>(h, action, index, item, #X "." #P ".set");                                      \
   }                                                                                                                              \
   void X##_reset##P(X* h) { larch::resetCollection<&larch::X::P>(h, #X "." #P ".reset"); }

@@ -13,7 +13,7 @@ namespace larch {
 // Entries leave in ticket order as long as the tickets run without a gap. Not strictly FIFO across threads: a ticket taken but
 // not yet published can be overtaken. Each ring has Slots - 1 usable entries and is allocated at its thread's first post.
 template <class Element, uint32_t Slots> class mpscQueue {
-public:
+ public:
   static constexpr uint32_t maxProducers = 32;
 
   explicit mpscQueue(uint32_t firstTicket = 1) : ticket_(firstTicket - 1), expected_(firstTicket) {}
@@ -65,7 +65,7 @@ public:
   }
   int32_t producers() const { return producers_.load(std::memory_order_relaxed); } // a count for diagnostics
 
-private:
+ private:
   struct entry {
     uint32_t ticket;
     Element element;

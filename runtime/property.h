@@ -23,11 +23,11 @@ struct noSnapshot {};
 // T is float, double, int32_t, bool, std::string or std::shared_ptr of an asyncObject class. set() and write() run on the owner's
 // group only (or in the owner's constructor); bind() runs on the host's thread and posts nothing on a group.
 template <class T> class property {
-public:
+ public:
   using hostFunction = typename detail::hostCallback<T>::type;
   static constexpr bool word = detail::isWord<T>;
 
-  T value{};                      // read directly on the owner's group; elsewhere by get()
+  T value{}; // read directly on the owner's group; elsewhere by get()
   hostFunction callback = nullptr;
   asyncObject* owner = nullptr;   // null until bound; the property is a member of it
   std::function<void()> observer; // set by the owning class in its constructor
@@ -40,8 +40,10 @@ public:
 
   // Any thread. A scalar is one relaxed word, rt; a string or object is a copy of the last published one, not rt.
   T get() const {
-    if constexpr (word) return loadWord(value);
-    else return published_.load();
+    if constexpr (word)
+      return loadWord(value);
+    else
+      return published_.load();
   }
 
   // The body of the host's set: no callback, and hasValue stays (but for objects, whose sets count as values).
@@ -67,14 +69,16 @@ public:
     if (deliver) post();
   }
 
-private:
+ private:
   static constexpr bool isObject = std::is_same_v<hostFunction, void (*)(handle*)>;
 
   // NaN on either side counts as different
   bool differs(const T& wanted) const { return !(value == wanted); }
   void change(const T& wanted) {
-    if constexpr (word) storeWord(value, wanted);
-    else value = wanted;
+    if constexpr (word)
+      storeWord(value, wanted);
+    else
+      value = wanted;
     publish();
     if (observer) observer();
   }

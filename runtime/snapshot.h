@@ -11,7 +11,7 @@ namespace larch {
 // node; the last one of both frees it. Up to 32,767 readers at once. No lock and no retry on the reading side; a publish and the
 // last reader allocate and free a node, so neither belongs into the steady signal path.
 template <class T> class snapshot {
-public:
+ public:
   snapshot() : snapshot(T{}) {}
   explicit snapshot(T value) : word_(pack(new node(std::move(value)))) {}
   ~snapshot() { retire(word_.load(std::memory_order_acquire)); }
@@ -29,7 +29,7 @@ public:
     return copy;
   }
 
-private:
+ private:
   struct node {
     explicit node(T v) : value(std::move(v)) {}
     T value;

@@ -50,7 +50,8 @@ void sothreadpool::waitForWork(workerScheduling& scheduling) {
     if (wakeUp_.tryWait()) return;
     __builtin_ia32_pause();
   }
-  while (!wakeUp_.wait()) {}
+  while (!wakeUp_.wait()) {
+  }
   scheduling.slept();
 }
 
@@ -68,7 +69,8 @@ void sothreadpool::runEntry(const std::shared_ptr<asyncObject>& self) {
 bool sothreadpool::turn() {
   std::shared_ptr<asyncObject> self;
   if (!wakeUp_.tryWait()) return false;
-  while (!runQueue_.try_dequeue(self)) {}
+  while (!runQueue_.try_dequeue(self)) {
+  }
   runEntry(self);
   return true;
 }
@@ -79,7 +81,8 @@ void sothreadpool::worker() {
   while (!stop_) {
     waitForWork(scheduling);
     std::shared_ptr<asyncObject> self; // dropped at the end of the turn: the object may die here
-    while (!stop_ && !runQueue_.try_dequeue(self)) {} // the semaphore promises an entry
+    while (!stop_ && !runQueue_.try_dequeue(self)) {
+    } // the semaphore promises an entry
     if (self) runEntry(self);
     scheduling.betweenTurns();
   }

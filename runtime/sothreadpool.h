@@ -17,7 +17,7 @@ struct LarchConcurrentQueueDefaultTraits : moodycamel::ConcurrentQueueDefaultTra
 
 // Made once, never destroyed: the workers live until the process ends.
 class sothreadpool {
-public:
+ public:
   static constexpr uint32_t updateSlots = 65537; // 65536 pending updates a producer thread
   static constexpr uint32_t renderSlots = 65;    // 64 pending frames a producer thread
 
@@ -41,7 +41,7 @@ public:
   // Runs one entry of the run queue on the calling thread; false when there is none.
   bool turn();
 
-private:
+ private:
   void worker();
   void waitForWork(class workerScheduling& scheduling);
   void runEntry(const std::shared_ptr<asyncObject>& self);

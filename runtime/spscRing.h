@@ -13,7 +13,7 @@ constexpr std::size_t cacheLine = 64;
 // One slot always stays free: Slots - 1 elements are usable. Elements live in their slots by value; the memory is touched only
 // as far as it has been used. rt for both sides, as far as Element's moves are.
 template <class Element, uint32_t Slots> class spscRing {
-public:
+ public:
   spscRing() = default;
   spscRing(const spscRing&) = delete;
   spscRing& operator=(const spscRing&) = delete;
@@ -46,7 +46,7 @@ public:
     return read_.load(std::memory_order_seq_cst) == write_.load(std::memory_order_seq_cst);
   }
 
-private:
+ private:
   Element* slot(uint32_t at) { return std::launder(reinterpret_cast<Element*>(memory_ + at * sizeof(Element))); }
 
   alignas(cacheLine) std::atomic<uint32_t> write_{0};

@@ -10,7 +10,7 @@ class sothreadpool;
 // Host requests go into the set ring, work of the core's own into the process queue. The group is posted on its pool only while
 // it has work. `self` is any object of the group; it keeps object and group alive during the run.
 class syncTask {
-public:
+ public:
   static constexpr uint32_t ringSlots = 1025; // 1024 usable, in the set ring and in each producer's process ring
 
   explicit syncTask(sothreadpool* pool) : pool_(pool) {}
@@ -29,7 +29,7 @@ public:
 
   sothreadpool* pool() const { return pool_; }
 
-private:
+ private:
   void wake(const std::shared_ptr<asyncObject>& self);
   void processPropertySetQueue();
   void tryProcess();

@@ -10,7 +10,7 @@ class asyncObject;
 // Work for a task group. The closure of a task that outlives its poster holds a reference to the object that it works on.
 // A copy lies in the queue's slot; an empty function counts as a thrown std::bad_function_call.
 class seqTask {
-public:
+ public:
   std::function<void()> fn;
   const char* name = ""; // a literal, for log lines and the dump file
 
@@ -25,7 +25,7 @@ public:
 
 // Work for the host, run by its poll.
 class asTask {
-public:
+ public:
   std::function<void()> fn;
   std::shared_ptr<asyncObject> owner; // keeps the object alive until the host has run the task; may be empty
 

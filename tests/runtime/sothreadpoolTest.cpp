@@ -1,0 +1,88 @@
+#include "runtime/sothreadpool.h"
+#include "tests/runtime/testGroup.h"
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <vector>
+
+using namespace larch;
+
+namespace {
+
+struct sothreadpoolTest : testing::Test {
+  testGroup g;
+  std::shared_ptr<asyncObject> object = keptByCore(std::make_shared<asyncObject>(g.group));
+  std::vector<int> seen;
+};
+
+int32_t echoed;
+
+} // namespace
+
+TEST_F(sothreadpoolTest, pollWithNothingPendingReturnsAtOnce) {
+  g.pool->getUpdates();
+  g.pool->getRenderUpdates();
+  EXPECT_TRUE(seen.empty());
+}
+
+TEST_F(sothreadpoolTest, throwingUpdateIsLoggedAndTheRestRunsInTheSamePoll) {
+  object->queueUpdate([] { throw std::runtime_error("host"); });
+  object->queueUpdate([] { throw 1; });
+  object->queueUpdate(nullptr);
+  object->queueUpdate([this] { seen.push_back(1); });
+  g.pool->getUpdates();
+  EXPECT_EQ(seen, (std::vector<int>{1}));
+}
+
+TEST_F(sothreadpoolTest, updateCausedByACallbackRunsInTheSamePoll) {
+  object->queueUpdate([this] { object->queueUpdate([this] { seen.push_back(2); }); });
+  g.pool->getUpdates();
+  EXPECT_EQ(seen, (std::vector<int>{2}));
+}
+
+TEST_F(sothreadpoolTest, renderRingKeepsSixtyFourFramesAndRefusesTheNext) {
+  for (int i = 0; i < 64; i++) EXPECT_TRUE(object->queueRender([this, i] { seen.push_back(i); }));
+  EXPECT_FALSE(object->queueRender([this] { seen.push_back(64); }));
+  g.pool->getUpdates(); // the other road
+  EXPECT_TRUE(seen.empty());
+  g.pool->getRenderUpdates();
+  ASSERT_EQ(seen.size(), 64u);
+  for (int i = 0; i < 64; i++) EXPECT_EQ(seen[static_cast<size_t>(i)], i);
+}
+
+TEST_F(sothreadpoolTest, renderOfAnObjectWithoutAGroupIsRefused) {
+  auto lost = std::make_shared<asyncObject>(nullptr);
+  EXPECT_FALSE(lost->queueRender([] {}));
+}
+
+TEST_F(sothreadpoolTest, updateRingKeeps65536AndLosesTheRest) {
+  for (int i = 0; i < 65540; i++) object->queueUpdate([this] { seen.push_back(1); });
+  g.pool->getUpdates();
+  EXPECT_EQ(seen.size(), 65536u);
+}
+
+TEST_F(sothreadpoolTest, pingComesBackThroughTheWorkerAtTheNextPoll) {
+  object->Echo = [](int32_t value) { echoed = value; };
+  object->queueSetItem(seqTask([this] { object->ping(7); }, "asyncObject.Ping()"));
+  g.pool->getUpdates();
+  EXPECT_EQ(echoed, 0);
+  g.turns();
+  g.pool->getUpdates();
+  EXPECT_EQ(echoed, 7);
+}
+
+TEST_F(sothreadpoolTest, unboundEchoIsALoggedExceptionOfThePoll) {
+  object->ping(1);
+  object->queueUpdate([this] { seen.push_back(3); });
+  g.pool->getUpdates();
+  EXPECT_EQ(seen, (std::vector<int>{3}));
+}
+
+TEST_F(sothreadpoolTest, objectMayDieOnThePollingThread) {
+  static int gone;
+  object->Deleted = [](int32_t) { gone++; };
+  object->queueUpdate([] {});
+  object.reset();
+  g.pool->getUpdates();
+  g.pool->getUpdates(); // what dies behind the last pop is told in the next round
+  EXPECT_EQ(gone, 1);
+}
