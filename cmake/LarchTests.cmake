@@ -40,7 +40,7 @@ macro(larch_tests)
   include(tests/tests.cmake OPTIONAL)   # tests that are no GoogleTest programs
 endmacro()
 
-# label: the folder; CONCURRENT in a suite's name adds the label "concurrent", run under the thread sanitizer
+# label: the folder
 function(larch_discover target label)
   gtest_discover_tests(${target} TEST_PREFIX ${label}. DISCOVERY_MODE PRE_TEST
                        PROPERTIES LABELS ${label} TIMEOUT 300 SKIP_REGULAR_EXPRESSION "\\[  SKIPPED \\]" ENVIRONMENT "${LARCH_TEST_ENV}")
