@@ -1,29 +1,16 @@
 // The base of every piece of hardware: its transceivers, its hardware receivers, and which serves which.
 #pragma once
-#include "dsp/buff.h"
+#include "radio/hwReceiver.h"
 #include "runtime/property.h"
 #include "transceiver/radioPort.h"
-#include "transceiver/vtrx.h"
 #include <algorithm>
+#include <atomic>
 #include <vector>
 
 namespace larch {
 
-constexpr int32_t audioRate = 48000;  // Hz: a chunk is 512 samples' time at this rate
-constexpr int32_t chunkSamples = 512; // at audioRate; also a new receiver's first chunk, whatever its rate
-constexpr int32_t adcSlots = 4;       // ADCs that a transceiver can name
 constexpr uint64_t widebandSamples = 2048;
-
-// One hardware receiver. A record once made stays for the life of the radio.
-struct hwReceiver {
-  cbuff chunk;                   // the block being filled
-  int32_t frequency = 0;         // centre, Hz, before TransceiverOffset
-  int32_t sampleRate = 0;        // Hz
-  uint32_t expectedSequence = 0; // Protocol 2
-  uint64_t fillPosition = 0;     // samples already in chunk
-  int32_t index = 0;             // Protocol 2: place in the list
-  int32_t adc = 0;               // 0 to 3
-};
+constexpr int32_t presentFrequency = -1; // in addVtrx: the receiver's own
 
 // All of it runs on the radio's own task group: lists need no lock. The base class drives no hardware.
 class Radio : public radioPort {
@@ -42,9 +29,12 @@ class Radio : public radioPort {
 
   void start();
   void stop();
-  // frequency -1: the receiver's present one. A receiver that doesn't exist counts as none.
+  // Makes a transceiver in a group of its own; vtrxAdded hands it to the host. `frequency` Hz or presentFrequency. A receiver
+  // that doesn't exist counts as none, and presentFrequency then leaves the transceiver at its default.
   void addVtrx(int32_t frequency, int32_t receiver);
+  // Unkeys the radio when this was its transmitter; receivers stay. Nothing happens to a transceiver that isn't in the list.
   void removeVtrx(const std::shared_ptr<vtrx>& transceiver) override;
+  // The next two: a transceiver that has been removed meanwhile tunes nothing and doesn't key the radio.
   void setRxFrequency(int32_t frequency, const std::shared_ptr<vtrx>& transceiver, int32_t adcMask) override;
   void setPtt(const std::shared_ptr<vtrx>& transceiver) override;
 
