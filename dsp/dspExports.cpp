@@ -33,9 +33,7 @@ void fft_Fwd(complexArray* in, complexArray* out) {
 void fft_Rev(complexArray* in, complexArray* out) {
   larch::fftInverse(bufferOf<complexSample>(in), bufferOf<complexSample>(out));
 }
-void fft_FwdR(doubleArray* in, complexArray* out) {
-  larch::fftForwardReal(bufferOf<double>(in), bufferOf<complexSample>(out));
-}
+void fft_FwdR(doubleArray* in, complexArray* out) { larch::fftForwardReal(bufferOf<double>(in), bufferOf<complexSample>(out)); }
 
 void* mem_malloc(int32_t bytes) {
   const int32_t units = bytes / static_cast<int32_t>(larch::memoryUnit); // required: a rest of a unit is dropped

@@ -6,7 +6,7 @@ namespace larch {
 
 // Holds its properties; receives and transmits as the empty mode, and listens on no port.
 class MultiPskModDemod : public modDemod {
-public:
+ public:
   using modDemod::modDemod;
 
   property<bool> connected{false}; // a client is connected

@@ -7,7 +7,7 @@ namespace larch {
 
 // Holds its properties and the queued message; receives and transmits as the empty mode.
 class JTModDemod : public modDemod {
-public:
+ public:
   static constexpr int32_t noTag = 8; // the tag of a slot without a transmission
 
   struct message {
@@ -21,18 +21,18 @@ public:
   void queueMsg(buff<float> tones, uint32_t tag) { queued_.publish({std::move(tones), static_cast<int32_t>(tag)}); }
   message queued() const { return queued_.load(); } // any thread
 
-  property<std::string> saveDirectory;      // in front of the file's name as it stands, with its separator
-  property<int32_t> samplesPerSymbol{7680}; // transmit symbol at 48000 samples/s
-  property<double> toneSpacing{6.25};       // Hz for each tone number
+  property<std::string> saveDirectory;       // in front of the file's name as it stands, with its separator
+  property<int32_t> samplesPerSymbol{7680};  // transmit symbol at 48000 samples/s
+  property<double> toneSpacing{6.25};        // Hz for each tone number
   property<int32_t> samplesPerBlock{151200}; // size of a capture, decimated values
-  property<int32_t> endPadding{0};          // zeros at the end of a capture, decimated values
-  property<int32_t> period{15000};          // ms, length of a slot
-  property<int32_t> Decimation{4};          // input samples for each kept one
-  property<int32_t> SaveMode{0};            // 1: a .c2 file; else a WAV file
+  property<int32_t> endPadding{0};           // zeros at the end of a capture, decimated values
+  property<int32_t> period{15000};           // ms, length of a slot
+  property<int32_t> Decimation{4};           // input samples for each kept one
+  property<int32_t> SaveMode{0};             // 1: a .c2 file; else a WAV file
 
   hostText newFile = nullptr; // the file's name with the tag behind it
 
-private:
+ private:
   snapshot<message> queued_;
 };
 

@@ -14,7 +14,7 @@ constexpr pskMode pskModes[] = {{0, "PSK31"}, {8, "PSK63"}, {16, "PSK125"}, {1, 
 
 // Holds its properties and its place in the mode's book-keeping; detects nothing. Lives on its mode's group.
 class PskDetector : public asyncObject {
-public:
+ public:
   static constexpr int32_t claimedBlocks = 200; // lifeCount of a channel that has just been given a signal by hand
 
   using asyncObject::asyncObject;
@@ -33,7 +33,7 @@ public:
   hostText newChars = nullptr;
   hostInt32 reset = nullptr; // always 1
 
-private:
+ private:
   int32_t mode_ = 0;
   int32_t lifeCount_ = 0; // blocks that the channel stays claimed
 };

@@ -12,7 +12,7 @@ namespace larch {
 // transmits as the empty mode. Channels 0 to 29 are PSK31 and 30 to 59 PSK63, 100 to 3000 Hz; 60 to 65 are the primary detectors,
 // one for each mode.
 class PskModDemod : public modDemod {
-public:
+ public:
   explicit PskModDemod(std::shared_ptr<syncTask> group);
 
   void queueText(const std::string& text, uint32_t base) { text_.queue(text, base); } // this object's group: see textRing
@@ -27,7 +27,7 @@ public:
   hostText newChars = nullptr;  // text of the primary detector
   hostText sentChars = nullptr; // one character of the text queue went out
 
-private:
+ private:
   void addDetector(const pskMode& detected, int32_t frequency);
   std::shared_ptr<PskDetector> detector(int32_t index) const; // null when there is no such row
   void modeChanged();

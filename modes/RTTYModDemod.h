@@ -9,7 +9,7 @@ namespace larch {
 
 // Holds its properties and the text ring; receives and transmits as the empty mode.
 class RTTYModDemod : public modDemod {
-public:
+ public:
   using modDemod::modDemod;
 
   void queueText(const std::string& text, uint32_t base) { text_.queue(text, base); } // this object's group: see textRing
@@ -21,7 +21,7 @@ public:
   hostText newChars = nullptr;    // a character was decoded
   hostSamples newDebug = nullptr; // a trace of the discriminator, 1024 values
 
-private:
+ private:
   textRing text_;
 };
 

@@ -6,7 +6,7 @@ namespace larch {
 
 // Holds its property; receives and transmits as the empty mode.
 class amModDemod : public modDemod {
-public:
+ public:
   using modDemod::modDemod;
 
   property<double> compression{1.0}; // speech drive into the clipper

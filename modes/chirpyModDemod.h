@@ -6,7 +6,7 @@ namespace larch {
 
 // Receives and transmits as the empty mode.
 class chirpyModDemod : public modDemod {
-public:
+ public:
   using modDemod::modDemod;
 };
 

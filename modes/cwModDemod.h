@@ -9,7 +9,7 @@ namespace larch {
 
 // Holds its properties, the state of the straight key and the text ring; receives and transmits as the empty mode.
 class cwModDemod : public modDemod {
-public:
+ public:
   explicit cwModDemod(std::shared_ptr<syncTask> group);
 
   // The straight key, on this object's group. Down also raises the transceiver's ptt; up leaves it to the hang time.
@@ -31,7 +31,7 @@ public:
   hostText newChars = nullptr;  // a character or blank was decoded
   hostText newDebug = nullptr;  // can be bound, nothing calls it
 
-private:
+ private:
   void key(bool down);
 
   // relaxed: the transmit chain reads one word a block, and either value will do

@@ -22,10 +22,9 @@ LARCH_SCALAR(JTModDemod, SaveMode, int32_t)
 LARCH_EVENT(JTModDemod, newFile, const char*)
 void JTModDemod_queueMsg(JTModDemod* h, floatArray* tones, uint32_t tag) {
   const auto* array = reinterpret_cast<const larch::buff<float>*>(tones);
-  larch::queueOnObject<larch::JTModDemod>(h, "JTModDemod.queueMsg()",
-                                          [view = array ? *array : larch::buff<float>(), tag](larch::JTModDemod& mode) {
-                                            mode.queueMsg(view, tag);
-                                          });
+  larch::queueOnObject<larch::JTModDemod>(
+      h, "JTModDemod.queueMsg()",
+      [view = array ? *array : larch::buff<float>(), tag](larch::JTModDemod& mode) { mode.queueMsg(view, tag); });
 }
 
 LARCH_LIFE(chirpyModDemod)

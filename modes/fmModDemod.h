@@ -6,7 +6,7 @@ namespace larch {
 
 // Holds its properties; receives and transmits as the empty mode.
 class fmModDemod : public modDemod {
-public:
+ public:
   using modDemod::modDemod;
 
   // A wide signal has to reach the discriminator whole. Transceiver's group; a new deviation counts from the next chunk on.
@@ -17,7 +17,7 @@ public:
   property<double> CTCSS{0.0};             // Hz; 0 or less: no tone
   property<double> MaxDeviation{100000.0}; // Hz; kept and reported for the host
 
-private:
+ private:
   static constexpr double narrowLimit_Hz = 12000.0;
   static constexpr int32_t narrowRate = 48000, wideRate = 384000; // Hz
 };

@@ -6,7 +6,7 @@ namespace larch {
 
 // Holds its properties; receives and transmits as the empty mode.
 class fskModDemod : public modDemod {
-public:
+ public:
   using modDemod::modDemod;
 
   property<int32_t> f0{0};   // Hz, tone of a 0 bit

@@ -9,7 +9,7 @@ namespace larch {
 
 // Holds its property and the text ring; receives and transmits as the empty mode.
 class hellschreiberModDemod : public modDemod {
-public:
+ public:
   using modDemod::modDemod;
 
   void queueText(const std::string& text, uint32_t base) { text_.queue(text, base); } // this object's group: see textRing
@@ -19,7 +19,7 @@ public:
 
   hostText sentChars = nullptr; // one character of the text queue went out
 
-private:
+ private:
   textRing text_;
 };
 

@@ -4,7 +4,7 @@
 
 namespace larch {
 
-using hostText = void (*)(const char* text);         // bytes as they came from the air or the queue
+using hostText = void (*)(const char* text);        // bytes as they came from the air or the queue
 using hostSamples = void (*)(buff<float>* samples); // a floatArray handle that the host owns
 
 } // namespace larch

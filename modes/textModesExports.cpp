@@ -7,10 +7,9 @@
 #include "runtime/exportRows.h"
 
 #define LARCH_QUEUE_TEXT(X)                                                                                                      \
-  void X##_QueueText(X* h, const char* text, uint32_t base) {                                                                   \
-    larch::queueOnObject<larch::X>(h, #X ".QueueText()", [bytes = std::string(text ? text : ""), base](larch::X& mode) {         \
-      mode.queueText(bytes, base);                                                                                               \
-    });                                                                                                                          \
+  void X##_QueueText(X* h, const char* text, uint32_t base) {                                                                    \
+    larch::queueOnObject<larch::X>(                                                                                              \
+        h, #X ".QueueText()", [bytes = std::string(text ? text : ""), base](larch::X& mode) { mode.queueText(bytes, base); });   \
   }
 
 LARCH_LIFE(cwModDemod)

@@ -11,12 +11,13 @@ namespace larch {
 // One writer (queue: the mode's group) and one reader (take: the transceiver's group), without a lock. All three counters lie in
 // one word, so that the reader can't take a character of a text that the writer has just dropped.
 class textRing {
-public:
+ public:
   static constexpr uint32_t size = 1024; // bytes
 
   // Drops what hasn't been taken and queues `text` from index sentCount - base on. The host holds a growing text, gives as base
-  // the sentCount at which it began, and may change what has not gone out yet. An index below 0 or behind the text queues nothing.
-  // required: the fill isn't limited, a text of `size` bytes or more overwrites itself and only its last length % size bytes stay
+  // the sentCount at which it began, and may change what has not gone out yet. An index below 0 or behind the text queues
+  // nothing. required: the fill isn't limited, a text of `size` bytes or more overwrites itself and only its last length % size
+  // bytes stay
   void queue(std::string_view text, uint32_t base);
 
   // The next character, counted as sent; nothing when the ring is empty. rt.
@@ -25,7 +26,7 @@ public:
   bool empty() const;
   int32_t sentCount() const; // characters taken so far; wraps around
 
-private:
+ private:
   struct state {
     uint32_t sent = 0;
     uint16_t read = 0, write = 0; // below size

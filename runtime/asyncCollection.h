@@ -70,9 +70,9 @@ template <class T> class asyncCollection {
  private:
   void put(int32_t index, std::shared_ptr<T> item) {
     const uint64_t at = static_cast<uint64_t>(static_cast<int64_t>(index));
-    if (items.empty() && at == 0) return; // size - 1 wraps around: nothing grows, and there is no such row
+    if (at >= items.size() && at > maxRows / 2) throw std::length_error("collection index out of range");
+    if (items.empty()) return; // required: size - 1 wraps around, so that an empty list never grows, and it has no row to put into
     if (at > items.size() - 1) {
-      if (at > maxRows / 2) throw std::length_error("collection index out of range");
       items.resize(2 * at);
       publish();
     }
