@@ -1,6 +1,7 @@
 // Fourier transforms without scaling, in double precision.
 #pragma once
 #include "dsp/buff.h"
+#include "dsp/fftPlan.h"
 #include <complex>
 #include <cstdint>
 
@@ -22,5 +23,8 @@ cbuff fftForwardReal(const buff<double>& in, const cbuff& out);
 void fftForward(const std::complex<double>* in, std::complex<double>* out, uint32_t count);
 void fftInverse(const std::complex<double>* in, std::complex<double>* out, uint32_t count);
 void fftForwardReal(const double* in, std::complex<double>* out, uint32_t count);
+
+// The calling thread's plan for a power of two; allocates on the first call of a length. Valid for the thread's life.
+fftPlan& threadFftPlan(uint32_t length);
 
 } // namespace larch

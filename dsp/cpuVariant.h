@@ -1,0 +1,39 @@
+// The instruction sets for which the kernels are compiled, and the one that this processor runs.
+#pragma once
+#include <span>
+
+namespace larch {
+
+// baseline is what the compiler was told to compile for; it needs no support of its own.
+enum class cpuVariant { baseline, avx2, avx512 };
+
+// All variants that are compiled in, slowest first.
+std::span<const cpuVariant> compiledVariants();
+bool variantAvailable(cpuVariant variant); // this processor and its operating system can run it
+const char* variantName(cpuVariant variant);
+
+// Chooses the fastest available variant. Called at library start; before that the first use chooses, with the same result.
+void selectVariants();
+cpuVariant selectedVariant(); // rt, any thread
+
+} // namespace larch
+
+// Entry points of kernels: one always-inline template over the vector width, compiled for a target by these attributes and
+// allowed to fuse multiplications and additions. A file is never compiled with -mavx2 as a whole: the linker could keep its copy
+// of an inline function that others share.
+#define LARCH_INLINE inline __attribute__((always_inline))
+#if defined(__x86_64__)
+#define LARCH_X86 1
+#if defined(__clang__)
+#define LARCH_FUSED
+#else
+#define LARCH_FUSED , optimize("O3", "fp-contract=fast")
+#endif
+#define LARCH_BASELINE __attribute__((optimize("O3")))
+#define LARCH_AVX2 __attribute__((target("avx2,fma") LARCH_FUSED))
+#define LARCH_AVX512 __attribute__((target("avx512f,avx512dq,avx512vl,avx512bw,avx2,fma") LARCH_FUSED))
+#define LARCH_AVX2_EXACT __attribute__((target("avx2")))
+#define LARCH_AVX512_EXACT __attribute__((target("avx512f,avx512dq,avx512vl,avx512bw,avx2")))
+#else
+#define LARCH_X86 0
+#endif
