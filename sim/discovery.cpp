@@ -1,0 +1,54 @@
+#include "sim/discovery.h"
+#include <algorithm>
+
+namespace larch::sim {
+
+namespace {
+constexpr boardProfile boards[] = {
+    {"metis", 0, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768},
+    {"hermes", 1, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768},
+    {"hermes2", 2, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768},
+    {"angelia", 4, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768},
+    {"orion", 5, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768},
+    {"hermeslite", 6, 32, 0, false, 73728000, 2, gainForm::liteFirst, 2048},
+    {"hermeslite2", 6, 72, 8, true, 76800000, 4, gainForm::liteSecond, 2048},
+    {"orion2", 10, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768},
+};
+constexpr size_t defaultIndex = 6;
+constexpr size_t macAt = 3, firmwareAt = 9, boardAt = 10, receiversAt = 19, minorFirmwareAt = 21;
+constexpr uint8_t statusIdle = 2, statusInUse = 3;
+} // namespace
+
+std::span<const boardProfile> boardProfiles() { return boards; }
+
+const boardProfile* findBoard(std::string_view name) {
+  for (const boardProfile& b : boards)
+    if (name == b.name) return &b;
+  return nullptr;
+}
+
+const boardProfile& defaultBoard() { return boards[defaultIndex]; }
+
+bool isDiscoveryRequest(std::span<const uint8_t> datagram) {
+  if (datagram.size() != discoveryRequestBytes) return false;
+  if (datagram[0] != 0xEF || datagram[1] != 0xFE || datagram[2] != 2) return false;
+  return std::all_of(datagram.begin() + 3, datagram.end(), [](uint8_t b) { return b == 0; });
+}
+
+std::array<uint8_t, discoveryAnswerBytes> discoveryAnswer(const boardProfile& board, const macAddress& mac, int receivers,
+                                                          bool inUse) {
+  std::array<uint8_t, discoveryAnswerBytes> a{};
+  a[0] = 0xEF;
+  a[1] = 0xFE;
+  a[2] = inUse ? statusInUse : statusIdle;
+  std::copy(mac.begin(), mac.end(), a.begin() + macAt);
+  a[firmwareAt] = board.firmware;
+  a[boardAt] = board.id;
+  if (board.tellsReceivers) {
+    a[receiversAt] = static_cast<uint8_t>(receivers);
+    a[minorFirmwareAt] = board.minorFirmware;
+  }
+  return a;
+}
+
+} // namespace larch::sim

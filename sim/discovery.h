@@ -1,0 +1,45 @@
+// The boards of the family as a simulated radio shows them, and the discovery answer of Protocol 1.
+#pragma once
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace larch::sim {
+
+constexpr size_t discoveryRequestBytes = 63;
+constexpr size_t discoveryAnswerBytes = 60;
+
+// How the gain of the receiver path is coded in the command registers.
+enum class gainForm {
+  attenuator, // register 10 C4 bits 0-4: 0 to 31 dB attenuation
+  liteFirst,  // register 10 C4 bits 0-4 and register 0 C3 bit 3: 63 steps, the code falls as the gain rises
+  liteSecond  // register 10 C4 bit 6 set: bits 0-5 are the gain above the lowest
+};
+
+struct boardProfile {
+  const char* name;      // as on the command line
+  uint8_t id;            // byte 10 of the discovery answer
+  uint8_t firmware;      // byte 9
+  uint8_t minorFirmware; // byte 21, Hermes-Lite 2 only
+  bool tellsReceivers;   // byte 19 is filled
+  double clock_Hz;       // of the ADC
+  int receivers;         // hardware receivers
+  gainForm gain;         //
+  int widebandFullScale; // wideband sample value of a full-scale ADC reading
+};
+
+std::span<const boardProfile> boardProfiles();
+const boardProfile* findBoard(std::string_view name); // nullptr: no such board
+const boardProfile& defaultBoard();                   // Hermes-Lite 2
+
+using macAddress = std::array<uint8_t, 6>;
+
+// True for the 63 bytes EF FE 02 0 ... 0.
+bool isDiscoveryRequest(std::span<const uint8_t> datagram);
+
+// The answer: 60 bytes, status 02 idle or 03 in use, MAC at 3, firmware at 9, board at 10; Hermes-Lite 2 adds its own.
+std::array<uint8_t, discoveryAnswerBytes> discoveryAnswer(const boardProfile& board, const macAddress& mac, int receivers,
+                                                          bool inUse);
+
+} // namespace larch::sim

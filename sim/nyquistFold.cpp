@@ -1,0 +1,19 @@
+#include "sim/nyquistFold.h"
+#include <cmath>
+
+namespace larch::sim {
+
+foldedImages foldIntoBand(double frequency_Hz, double clock_Hz) {
+  foldedImages result;
+  const double half = clock_Hz / 2;
+  double f = std::fmod(std::fabs(frequency_Hz), clock_Hz);
+  const bool mirrored = f > half;
+  if (mirrored) f = clock_Hz - f;
+  result.image[result.count++] = {f, mirrored};
+  // on an edge the neighbour is the image itself
+  if (f > 0) result.image[result.count++] = {-f, !mirrored};
+  if (f < half) result.image[result.count++] = {clock_Hz - f, !mirrored};
+  return result;
+}
+
+} // namespace larch::sim

@@ -1,0 +1,351 @@
+#include "sim/protocol1Radio.h"
+#include <algorithm>
+#include <cmath>
+#include <system_error>
+#include <ctime>
+#include <fmt/format.h>
+
+namespace larch::sim {
+
+namespace {
+constexpr int64_t turn_ns = 1000000;      // the sending thread's beat
+constexpr double longestCatchUp_s = 0.25; // later than that it gives up the time that was lost
+constexpr int idleWait_ms = 100;
+constexpr int bindAttempts = 1000;
+} // namespace
+
+protocol1Radio::protocol1Radio(radioOptions options, std::shared_ptr<const bandScene> scene)
+    : built(options), socket(options.bindAddress, options.port), stream(options, std::move(scene)), inUse(options.inUse) {}
+
+protocol1Radio::~protocol1Radio() { stop(); }
+
+std::unique_ptr<protocol1Radio> protocol1Radio::onFreeLoopback(radioOptions options, std::shared_ptr<const bandScene> scene) {
+  for (int attempt = 1;; ++attempt) {
+    options.bindAddress = nextLoopbackAddress();
+    try {
+      return std::make_unique<protocol1Radio>(options, scene);
+    } catch (const std::system_error& e) {
+      if (e.code() != std::errc::address_in_use || attempt == bindAttempts) throw;
+    }
+  }
+}
+
+std::string protocol1Radio::address() const {
+  const std::string text = socket.local().text();
+  return text.substr(0, text.find(':'));
+}
+
+uint16_t protocol1Radio::port() const { return socket.local().port; }
+
+// ---- from the host
+
+size_t protocol1Radio::poll() {
+  if (worker.joinable()) return 0; // the thread does it
+  const std::lock_guard lock(guard);
+  return take();
+}
+
+size_t protocol1Radio::take() {
+  std::span<const uint8_t> datagram;
+  endpointAddress sender;
+  size_t count = 0;
+  for (; socket.receive(datagram, sender); ++count) handle(datagram, sender);
+  return count;
+}
+
+void protocol1Radio::handle(std::span<const uint8_t> datagram, const endpointAddress& sender) {
+  p1ReadHostDatagram(datagram, incoming);
+  if (incoming.problem >= 0)
+    faultsSeen.add(static_cast<problem>(incoming.problem), fmt::format("{} bytes from {}", datagram.size(), sender.text()));
+  switch (incoming.kind) {
+  case hostDatagramKind::discovery: {
+    ++counted.discoveries;
+    const int receivers = built.receivers > 0 ? built.receivers : built.board->receivers;
+    socket.sendOne(discoveryAnswer(*built.board, built.mac, receivers, inUse || counted.streaming), sender);
+    break;
+  }
+  case hostDatagramKind::startStop: handleStart(incoming.startBits, sender); break;
+  case hostDatagramKind::data: handleData(incoming, sender); break;
+  case hostDatagramKind::bad: break;
+  }
+}
+
+void protocol1Radio::handleStart(uint8_t bits, const endpointAddress& sender) {
+  const bool iq = (bits & 1) != 0, wideband = (bits & 2) != 0;
+  if (!iq && !wideband) {
+    if (counted.streaming && sender != counted.peer)
+      return faultsSeen.add(problem::foreignSender, fmt::format("stop from {}", sender.text()));
+    if (counted.streaming) ++counted.stops;
+    counted.streaming = false;
+    return;
+  }
+  ++counted.starts;
+  if (counted.streaming) { // runs on; the new sender has it now
+    if (sender != counted.peer) ++counted.takeovers;
+    counted.peer = sender;
+    return;
+  }
+  counted.peer = sender;
+  counted.streaming = true;
+  counted.iqOn = iq;
+  counted.widebandOn = wideband;
+  iqBefore = stream.counts().iq;
+  stream.start(iq, wideband);
+  origin = lastArrival = std::chrono::steady_clock::now();
+  originTrue_s = byHand_s = stream.clock.trueTime_s();
+  lastData_s = stream.clock.radioTime_s();
+}
+
+void protocol1Radio::handleData(const hostDatagram& datagram, const endpointAddress& sender) {
+  if (counted.streaming && sender != counted.peer)
+    return faultsSeen.add(problem::foreignSender, fmt::format("data from {}", sender.text()));
+  // a host counts from 0 again before each start
+  const bool fresh = !counted.streaming && datagram.sequence == 0;
+  if (sequenceKnown && !fresh && datagram.sequence != expectedSequence)
+    faultsSeen.add(problem::sequenceBreak, fmt::format("{} where {} was due", datagram.sequence, expectedSequence));
+  sequenceKnown = true;
+  expectedSequence = datagram.sequence + 1;
+  ++counted.dataReceived;
+  const auto now = std::chrono::steady_clock::now();
+  if (counted.streaming)
+    counted.longestGap_ms = std::max(counted.longestGap_ms, std::chrono::duration<double, std::milli>(now - lastArrival).count());
+  lastArrival = now;
+  lastData_s = stream.clock.radioTime_s();
+  if (keepArrivals)
+    arrived.push_back({datagram.sequence,
+                       stream.counts().iq - iqBefore,
+                       counted.streaming,
+                       {datagram.frame[0].mox(), datagram.frame[1].mox()},
+                       {static_cast<uint8_t>(datagram.frame[0].address()), static_cast<uint8_t>(datagram.frame[1].address())}});
+  const double clock_Hz = built.clock_Hz > 0 ? built.clock_Hz : built.board->clock_Hz;
+  for (const commandFrame& frame : datagram.frame) {
+    if (!frame.syncOk) { // boards lose such a frame
+      faultsSeen.add(problem::wrongSync, fmt::format("datagram {}", datagram.sequence));
+      continue;
+    }
+    const int before = file.settings().receivers;
+    if (file.write(frame.c, clock_Hz, faultsSeen) && listener) listener(registerWrite{file.frames() - 1, frame.c});
+    const int owned = built.receivers > 0 ? built.receivers : built.board->receivers;
+    if (file.settings().receivers != before && file.settings().receivers > owned)
+      faultsSeen.add(problem::tooManyReceivers, fmt::format("{} of {}", file.settings().receivers, owned));
+    monitor.add(frame);
+  }
+  constexpr int gainRegister = 10;
+  stream.configure(file.settings(), file.writes(gainRegister) > 0);
+}
+
+// ---- to the host
+
+size_t protocol1Radio::emit(size_t n) {
+  const std::lock_guard lock(guard);
+  if (!counted.streaming) return 0;
+  emitGuarded(n);
+  byHand_s = std::max(byHand_s, stream.clock.trueTime_s());
+  return n;
+}
+
+void protocol1Radio::emitGuarded(size_t n) {
+  while (n > 0) {
+    const size_t part = std::min(n, protocol1Stream::maxBatch);
+    outgoing.clear();
+    stream.make(part, outgoing);
+    socket.send(outgoing, counted.peer);
+    n -= part;
+  }
+}
+
+size_t protocol1Radio::advance(double seconds) {
+  const std::lock_guard lock(guard);
+  if (!counted.streaming) return 0;
+  byHand_s += seconds;
+  const auto due = static_cast<size_t>(stream.clock.groupsDue(byHand_s, stream.samplesPerDatagram()));
+  emitGuarded(due);
+  watchHost();
+  return due;
+}
+
+void protocol1Radio::watchHost() {
+  if (built.watchdog_s <= 0 || !counted.streaming) return;
+  if (stream.clock.radioTime_s() - lastData_s <= built.watchdog_s) return;
+  counted.streaming = false;
+  ++counted.watchdogStops;
+}
+
+// ---- by itself
+
+void protocol1Radio::run() {
+  if (worker.joinable()) return;
+  stopping = false;
+  worker = std::thread([this] { loop(); });
+}
+
+void protocol1Radio::stop() {
+  if (!worker.joinable()) return;
+  {
+    const std::lock_guard lock(guard);
+    stopping = true;
+  }
+  socket.wake();
+  worker.join();
+}
+
+void protocol1Radio::loop() {
+  timespec next{};
+  clock_gettime(CLOCK_MONOTONIC, &next);
+  for (;;) {
+    const bool streaming = turn();
+    {
+      const std::lock_guard lock(guard);
+      if (stopping) return;
+    }
+    if (!streaming) {
+      socket.wait(idleWait_ms);
+      clock_gettime(CLOCK_MONOTONIC, &next);
+      continue;
+    }
+    constexpr int64_t second_ns = 1000000000;
+    const int64_t nanoseconds = next.tv_nsec + turn_ns;
+    next.tv_sec += nanoseconds / second_ns;
+    next.tv_nsec = nanoseconds % second_ns;
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (now.tv_sec > next.tv_sec || (now.tv_sec == next.tv_sec && now.tv_nsec > next.tv_nsec)) next = now;
+    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &next, nullptr);
+  }
+}
+
+bool protocol1Radio::turn() {
+  const std::unique_lock lock(guard);
+  take();
+  if (counted.streaming) {
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - origin;
+    const double now_s = originTrue_s + passed.count();
+    if (now_s - stream.clock.trueTime_s() > longestCatchUp_s) {
+      ++counted.stalls;
+      stream.clock.skipTo(now_s);
+    }
+    emitGuarded(stream.clock.groupsDue(now_s, stream.samplesPerDatagram()));
+    watchHost();
+  }
+  changed.notify_all();
+  return counted.streaming;
+}
+
+bool protocol1Radio::waitUntil(const std::function<bool(const radioReport&)>& condition, std::chrono::milliseconds timeout) {
+  const auto end = std::chrono::steady_clock::now() + timeout;
+  if (worker.joinable()) {
+    std::unique_lock lock(guard);
+    return changed.wait_until(lock, end, [&] { return condition(reportGuarded()); });
+  }
+  for (;;) {
+    poll();
+    if (condition(report())) return true;
+    if (std::chrono::steady_clock::now() >= end) return false;
+    socket.wait(10);
+  }
+}
+
+// ---- told and asked
+
+void protocol1Radio::setScene(std::shared_ptr<const bandScene> scene) {
+  const std::lock_guard lock(guard);
+  stream.setScene(std::move(scene));
+}
+
+void protocol1Radio::setStatus(const boardStatus& status) {
+  const std::lock_guard lock(guard);
+  stream.status = status;
+  stream.status.firmware = built.board->firmware;
+}
+
+void protocol1Radio::setFaults(faultPlan plan) {
+  const std::lock_guard lock(guard);
+  stream.faults.setPlan(std::move(plan));
+}
+
+void protocol1Radio::setSilent(bool on) {
+  const std::lock_guard lock(guard);
+  stream.faults.setSilent(on);
+}
+
+void protocol1Radio::setInUse(bool on) {
+  const std::lock_guard lock(guard);
+  inUse = on;
+}
+
+void protocol1Radio::setClockError_ppm(double error) {
+  const std::lock_guard lock(guard);
+  stream.clock.setError(error);
+}
+
+void protocol1Radio::setAdcInput(int adc, adcInput input) {
+  const std::lock_guard lock(guard);
+  stream.adc.at(static_cast<size_t>(adc)) = input;
+}
+
+void protocol1Radio::recordTransmit(bool on) {
+  const std::lock_guard lock(guard);
+  monitor.record(on);
+}
+
+void protocol1Radio::recordArrivals(bool on) {
+  const std::lock_guard lock(guard);
+  keepArrivals = on;
+}
+
+void protocol1Radio::onRegister(std::function<void(const registerWrite&)> hears) {
+  const std::lock_guard lock(guard);
+  listener = std::move(hears);
+}
+
+radioReport protocol1Radio::reportGuarded() const {
+  radioReport r = counted;
+  r.settings = file.settings();
+  r.gain_dB = stream.gain_dB();
+  r.receiversInFrames = stream.receiversInFrames();
+  r.iqSent = stream.counts().iq;
+  r.widebandSent = stream.counts().wideband;
+  r.clippedSamples = stream.counts().clipped;
+  r.nextIqSequence = stream.nextIqSequence();
+  r.problems = faultsSeen.total();
+  r.radioTime_s = stream.clock.radioTime_s();
+  r.faults = stream.faults.counts();
+  r.transmit = monitor.levels();
+  return r;
+}
+
+radioReport protocol1Radio::report() const {
+  const std::lock_guard lock(guard);
+  return reportGuarded();
+}
+
+registerFile protocol1Radio::registers() const {
+  const std::lock_guard lock(guard);
+  return file;
+}
+
+problemLog protocol1Radio::problems() const {
+  const std::lock_guard lock(guard);
+  return faultsSeen;
+}
+
+std::vector<recordedSample> protocol1Radio::transmitted() const {
+  const std::lock_guard lock(guard);
+  return monitor.recorded();
+}
+
+std::vector<hostArrival> protocol1Radio::arrivals() const {
+  const std::lock_guard lock(guard);
+  return arrived;
+}
+
+void protocol1Radio::clearRecords() {
+  const std::lock_guard lock(guard);
+  faultsSeen.clear();
+  file.clearHistory();
+  monitor.clear();
+  arrived.clear();
+  counted.longestGap_ms = 0;
+}
+
+} // namespace larch::sim

@@ -1,0 +1,135 @@
+// A simulated Protocol 1 radio on a UDP socket.
+#pragma once
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+#include "sim/datagramSocket.h"
+#include "sim/problemLog.h"
+#include "sim/protocol1Stream.h"
+#include "sim/transmitMonitor.h"
+
+namespace larch::sim {
+
+// One snapshot of a radio.
+struct radioReport {
+  bool streaming = false, iqOn = false, widebandOn = false;
+  endpointAddress peer;                  // of the stream, or the last one
+  hostSettings settings;                 // as the registers stand
+  double gain_dB = 0;                    // that acts on the levels
+  int receiversInFrames = 1;             //
+  uint64_t iqSent = 0, widebandSent = 0; // datagrams made, over all streams, those that a fault took away included
+  uint32_t nextIqSequence = 0;           // of this stream
+  uint64_t dataReceived = 0;             // good data datagrams of the host
+  uint64_t discoveries = 0, starts = 0, stops = 0, takeovers = 0, watchdogStops = 0;
+  uint64_t problems = 0;       // total count
+  uint64_t clippedSamples = 0; //
+  uint64_t stalls = 0;         // times that the sending thread itself came more than 250 ms late
+  double longestGap_ms = 0;    // between two data datagrams of the host while streaming, as this side saw them
+  double radioTime_s = 0;      // stream time by the radio's clock
+  faultCounts faults;
+  transmitLevels transmit;
+};
+
+// One data datagram of the host, with what had been sent to it before.
+struct hostArrival {
+  uint32_t sequence = 0;   // the host's
+  uint64_t iqSent = 0;     // IQ datagrams of this stream before it came; the last one's sequence is iqSent - 1
+  bool streaming = false;  //
+  bool mox[2] = {};        // of the two frames
+  uint8_t address[2] = {}; // register or 0x7D
+};
+
+// Two ways to drive it. By hand: poll() takes what came, emit() and advance() send; nothing else happens, all of it on the
+// caller's thread. By itself: run() starts a thread that does both at the pace of the real time, until stop().
+// Thread-safe; one guard covers everything.
+class protocol1Radio {
+ public:
+  // Binds the socket; throws std::system_error or std::invalid_argument.
+  explicit protocol1Radio(radioOptions options = {}, std::shared_ptr<const bandScene> scene = std::make_shared<bandScene>());
+  ~protocol1Radio();
+  // On a loopback address of its own, 127.a.b.c, at options.port: for tests that run side by side.
+  static std::unique_ptr<protocol1Radio> onFreeLoopback(radioOptions options = {},
+                                                        std::shared_ptr<const bandScene> scene = std::make_shared<bandScene>());
+
+  std::string address() const; // dotted, as bound
+  uint16_t port() const;
+
+  // ---- by hand
+  size_t poll(); // returns how many datagrams it took
+  // The next n IQ datagrams with the wideband blocks between them, at once. Returns n, or 0 when no stream is on.
+  size_t emit(size_t n);
+  // Lets true time pass and sends what falls due in it; time stands still without a stream. Returns IQ datagrams sent.
+  size_t advance(double seconds);
+
+  // ---- by itself
+  void run();
+  void stop();
+
+  // Waits until the condition holds for the report; by hand it polls meanwhile. False: it didn't within the time.
+  bool waitUntil(const std::function<bool(const radioReport&)>& condition,
+                 std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
+  // ---- what it is told
+  void setScene(std::shared_ptr<const bandScene> scene);
+  void setStatus(const boardStatus& status); // lines, analogue inputs, forced overload; firmware stays the board's
+  void setFaults(faultPlan plan);
+  void setSilent(bool on); // sends nothing while its time and sequence numbers go on, as with a cable pulled out
+  void setInUse(bool on);
+  void setClockError_ppm(double error);
+  void setAdcInput(int adc, adcInput input); // adc 0 to 3
+  void recordTransmit(bool on);
+  void recordArrivals(bool on);
+  // Called for each register that changed and each device write, on the thread that took the datagram, under the guard: it
+  // must not call the radio.
+  void onRegister(std::function<void(const registerWrite&)> listener);
+
+  // ---- what it knows
+  radioReport report() const;
+  registerFile registers() const; // all values, counts, order, queued commands
+  problemLog problems() const;
+  std::vector<recordedSample> transmitted() const;
+  std::vector<hostArrival> arrivals() const;
+  void clearRecords(); // problems, register order, queued commands, transmit levels and samples, arrivals, longest gap
+
+ private:
+  size_t take();
+  void handle(std::span<const uint8_t> datagram, const endpointAddress& sender);
+  void handleStart(uint8_t bits, const endpointAddress& sender);
+  void handleData(const hostDatagram& datagram, const endpointAddress& sender);
+  void emitGuarded(size_t n);
+  void watchHost();
+  void loop();
+  bool turn();
+  radioReport reportGuarded() const;
+
+  radioOptions built;
+  datagramSocket socket;
+  mutable std::mutex guard;
+  std::condition_variable changed;
+  protocol1Stream stream;
+  registerFile file;
+  problemLog faultsSeen;
+  transmitMonitor monitor;
+  radioReport counted; // the counters; the rest is filled in on request
+  hostDatagram incoming;
+  bool inUse, keepArrivals = false, sequenceKnown = false, stopping = false;
+  uint32_t expectedSequence = 0;
+  uint64_t iqBefore = 0; // of earlier streams
+  double lastData_s = 0; // radio time
+  std::chrono::steady_clock::time_point lastArrival{}, origin{};
+  double originTrue_s = 0;
+  double byHand_s = 0; // true time that advance() has reached
+  std::vector<hostArrival> arrived;
+  std::vector<outgoingDatagram> outgoing;
+  std::function<void(const registerWrite&)> listener;
+  std::thread worker;
+};
+
+} // namespace larch::sim

@@ -1,0 +1,29 @@
+// A complex recording that can be read at any time and any rate.
+#pragma once
+#include <complex>
+#include <vector>
+#include "sim/signalSource.h"
+
+namespace larch::sim {
+
+// Repeats for ever in both directions of time. Between samples: a windowed sinc of 16 taps (Kaiser, beta 8), which passes
+// components up to about 0.35 of the rate with images below -70 dB; at the sample instants the samples themselves.
+// Immutable after construction.
+class sampledEnvelope {
+ public:
+  sampledEnvelope(std::vector<std::complex<float>> recording, double rate_Hz);
+
+  void read(const timeGrid& grid, std::complex<double>* out) const;
+  // The same for a reader that is slower than the recording: only what lies in `heard` is passed, so that nothing folds.
+  void readLimited(const timeGrid& grid, const heardBand& heard, std::complex<double>* out) const;
+
+  double rate_Hz() const { return rate; }
+  double length_s() const { return static_cast<double>(samples.size()) / rate; }
+
+ private:
+  size_t wrap(int64_t index) const;
+  std::vector<std::complex<float>> samples; // never empty
+  double rate;
+};
+
+} // namespace larch::sim
