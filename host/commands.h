@@ -1,0 +1,47 @@
+// The sub-commands: each returns the program's exit status and prints what a person needs.
+#pragma once
+#include "host/station.h"
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace larchhost {
+
+constexpr int success = 0, failure = 1, badUse = 2;
+
+struct radioChoice {
+  std::string address = "auto";
+  std::string board; // a profile's key; empty: what discovery says
+  std::optional<int32_t> clock_Hz, receivers, maxAdc;
+  bool force = false; // a radio that says "in use", or one that doesn't answer discovery
+};
+
+struct listenOptions {
+  radioChoice radio;
+  std::string frequency;         // text as typed
+  std::vector<std::string> also; // further receivers, FREQ or FREQ:MODE
+  std::string mode = "usb";
+  std::string rate = "192k";
+  std::string filter; // LOW:HIGH
+  std::optional<int32_t> gain_dB;
+  std::string audio;         // device id, part of a name, "none"; empty: the system's default
+  double seconds = 0;        // 0: until told to stop
+  std::string waterfall, iq; // files
+  double zoom = 1;
+  bool plain = false; // lines instead of the picture
+  int32_t transverter_Hz = 0;
+};
+
+int listenCommand(const listenOptions& options);
+int radiosCommand(const std::string& address, int wait_ms);
+int devicesCommand();
+int doctorCommand(const std::string& address);
+
+// A radio as chosen: discovery's answer and the overrides. Throws std::runtime_error with a text for a person.
+stationSettings chooseRadio(const radioChoice& choice);
+
+// Set by SIGINT and SIGTERM once catchSignals has been called.
+void catchSignals();
+bool toldToStop();
+
+} // namespace larchhost

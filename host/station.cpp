@@ -1,0 +1,190 @@
+#include "host/station.h"
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+
+namespace larchhost {
+namespace {
+
+constexpr int32_t noAudio = -1;
+constexpr int32_t recordingEdge = 23000; // Hz: what the recorder's filter passes of its 48 kHz
+constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000};
+
+asyncObject* base(void* handle) { return static_cast<asyncObject*>(handle); }
+Radio* asRadio(HpsdrRadio* handle) { return reinterpret_cast<Radio*>(handle); }
+void ignoreEnd(int32_t) {}
+
+} // namespace
+
+station* station::only = nullptr;
+
+station::station(const stationSettings& settings) : settings_(settings), radio_(HpsdrRadio_create()) {
+  if (only) throw std::logic_error("one station a process");
+  only = this;
+  const boardProfile& board = settings_.board;
+  asyncObject_bindDeleted(base(radio_), ignoreEnd);
+  HpsdrRadio_setipAddress(radio_, settings_.address.c_str());
+  HpsdrRadio_setclockFrequency(radio_, board.clockFrequency);
+  HpsdrRadio_setmaxAdcValue(radio_, board.maxAdcValue);
+  HpsdrRadio_setminRxRFGain(radio_, board.minGain_dB);
+  HpsdrRadio_setmaxRxRFGain(radio_, board.maxGain_dB);
+  HpsdrRadio_setHLiteGain(radio_, board.gain == gainForm::hermesLite);
+  HpsdrRadio_setHLite2Gain(radio_, board.gain == gainForm::hermesLite2);
+  HpsdrRadio_setTypeID(radio_, board.code);
+  HpsdrRadio_setFwVersion(radio_, settings_.firmware);
+  Radio_setmaxHwReceivers(asRadio(radio_), board.receivers);
+  Radio_setSampleRate(asRadio(radio_), settings_.rate);
+  Radio_setTransceiverOffset(asRadio(radio_), settings_.transverter);
+  setGain(settings_.gain_dB);
+  HpsdrRadio_bindadcOvl(radio_, [](bool on) { only->adcOverload_ = on; });
+  HpsdrRadio_bindadcPeakDBFS(radio_, [](double level) { only->adcPeak_dBFS_ = level; });
+  HpsdrRadio_bindep6SeqErrors(radio_, [](int32_t count) { only->sequenceBreaks_ = count; });
+  Radio_bindvtrxAdded(asRadio(radio_), [](vtrx* handle, int32_t, int32_t) { only->adopt(handle); });
+}
+
+station::~station() {
+  Radio_stop(asRadio(radio_));
+  for (auto& r : receivers_) {
+    if (!r->handle) continue;
+    vtrx_bindnewSpectrum(r->handle, [](floatArray* frame, double, double, int32_t) { floatArray_delete(frame); });
+    if (r->recording)
+      proxyModDemod_bindrxChunk(reinterpret_cast<proxyModDemod*>(r->demodulator),
+                                [](complexArray* b) { complexArray_delete(b); });
+    vtrx_remove(r->handle);
+    vtrx_release(r->handle);
+    modDemod_release(r->demodulator);
+  }
+  const auto end = std::chrono::steady_clock::now() + longestEnd;
+  while (objectsAlive_ > 0 && std::chrono::steady_clock::now() < end) {
+    poll();
+    std::this_thread::sleep_for(pollPause);
+  }
+  HpsdrRadio_release(radio_);
+  only = nullptr;
+}
+
+receiver* station::add(const receiver& wanted, iqRecorder* recorder) {
+  if (receivers_.size() == mostReceivers) throw std::runtime_error("too many receivers");
+  receivers_.push_back(std::make_unique<receiver>(wanted));
+  if (recorder) recorder_ = recorder;
+  Radio_addVtrx(asRadio(radio_), wanted.frequency, 0);
+  return receivers_.back().get();
+}
+
+void station::start() {
+  // each transceiver reports itself by the poll and is configured then; the radio starts with all of them in place
+  const auto end = std::chrono::steady_clock::now() + longestEnd;
+  while (adopted_ < receivers_.size() && std::chrono::steady_clock::now() < end) {
+    poll();
+    std::this_thread::sleep_for(pollPause);
+  }
+  Radio_start(asRadio(radio_));
+}
+
+void station::poll() {
+  getUpdates();
+  getRenderUpdates();
+}
+
+void station::adopt(vtrx* handle) {
+  if (adopted_ == receivers_.size()) { // not one of ours: the radio made it by itself
+    asyncObject_bindDeleted(base(handle), ignoreEnd);
+    vtrx_release(handle);
+    return;
+  }
+  receiver& r = *receivers_[adopted_];
+  r.handle = handle;
+  objectsAlive_++;
+  asyncObject_bindDeleted(base(handle), [](int32_t) { only ? void(only->objectsAlive_--) : void(); });
+  switch (adopted_++) {
+  case 0: bindReceiver<0>(handle); break;
+  case 1: bindReceiver<1>(handle); break;
+  case 2: bindReceiver<2>(handle); break;
+  case 3: bindReceiver<3>(handle); break;
+  case 4: bindReceiver<4>(handle); break;
+  case 5: bindReceiver<5>(handle); break;
+  case 6: bindReceiver<6>(handle); break;
+  default: bindReceiver<7>(handle); break;
+  }
+  configure(r);
+}
+
+// The callbacks carry no context: each receiver has functions of its own.
+template <size_t n> void station::bindReceiver(vtrx* handle) {
+  vtrx_bindsignalStrength(handle, [](double level) {
+    only->receivers_[n]->signal_dBm = level;
+    only->updatesSeen_++;
+  });
+  vtrx_bindbandwidthSufficient(handle, [](bool enough) { only->receivers_[n]->bandwidthSufficient = enough; });
+  vtrx_bindrxagc(handle, [](agc* gain) {
+    asyncObject_bindDeleted(base(gain), ignoreEnd);
+    agc_release(gain);
+  });
+  vtrx_bindtxagc(handle, [](agc* gain) {
+    asyncObject_bindDeleted(base(gain), ignoreEnd);
+    agc_release(gain);
+  });
+  vtrx_bindnewSpectrum(handle, [](floatArray* frame, double low, double high, int32_t) {
+    only->receivers_[n]->trace.add({floatArray_data(frame), static_cast<size_t>(floatArray_size(frame))}, low, high);
+    only->framesSeen_++;
+    floatArray_delete(frame);
+  });
+}
+
+void station::configure(receiver& r) {
+  if (r.recording) {
+    proxyModDemod* proxy = proxyModDemod_create();
+    proxyModDemod_bindrxChunk(proxy, [](complexArray* block) { only->recorder_->offer(block); }); // on a signal thread
+    r.demodulator = reinterpret_cast<modDemod*>(proxy);
+  } else {
+    r.demodulator = reinterpret_cast<modDemod*>(ssbModDemod_create());
+  }
+  asyncObject_bindDeleted(base(r.demodulator), ignoreEnd);
+  vtrx_setModulation(r.handle, r.demodulator);
+  showFilter(r);
+  vtrx_setforegroundDisplay(r.handle, !r.recording);
+  if (r.recording)
+    vtrx_setaudioOutput(r.handle, noAudio);
+  else if (r.audioDevice >= noAudio)
+    vtrx_setaudioOutput(r.handle, r.audioDevice);
+  vtrx_setmuted(r.handle, r.muted);
+  vtrx_start(r.handle);
+}
+
+void station::showFilter(receiver& r) {
+  if (r.recording)
+    vtrx_setRxFilter(r.handle, -recordingEdge, recordingEdge);
+  else if (r.mode == sideband::upper)
+    vtrx_setRxFilter(r.handle, r.filter.low, r.filter.high);
+  else
+    vtrx_setRxFilter(r.handle, -r.filter.high, -r.filter.low);
+}
+
+void station::tune(receiver& r, int32_t frequency) {
+  r.frequency = std::max(frequency, 0);
+  vtrx_setvfo(r.handle, r.frequency);
+}
+void station::setMode(receiver& r, sideband mode) {
+  r.mode = mode;
+  showFilter(r);
+}
+void station::setFilter(receiver& r, filterEdges filter) {
+  r.filter = filter;
+  showFilter(r);
+}
+void station::setMuted(receiver& r, bool muted) {
+  r.muted = muted;
+  vtrx_setmuted(r.handle, muted);
+}
+void station::setZoom(receiver& r, double zoom) { vtrx_setspecZoom(r.handle, zoom); }
+void station::setGain(int32_t gain_dB) {
+  settings_.gain_dB = std::clamp(gain_dB, settings_.board.minGain_dB, settings_.board.maxGain_dB);
+  HpsdrRadio_setrxGain(radio_, settings_.gain_dB);
+}
+void station::changeRate(int32_t rate) {
+  settings_.rate = rate;
+  Radio_setSampleRate(asRadio(radio_), rate);
+}
+
+} // namespace larchhost

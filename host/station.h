@@ -1,0 +1,95 @@
+// One radio with its transceivers, driven through the library's plain functions.
+#pragma once
+#include "host/boardProfile.h"
+#include "host/iqRecorder.h"
+#include "host/spectrumTrace.h"
+#include "runtime/larchlib.h"
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace larchhost {
+
+enum class sideband { upper, lower };
+
+struct filterEdges {
+  int32_t low = 200, high = 2900; // Hz from the carrier, both above 0; the sideband gives them their sign
+};
+
+// One virtual transceiver as the program sees it.
+struct receiver {
+  int32_t frequency = 0; // Hz
+  sideband mode = sideband::upper;
+  filterEdges filter;
+  bool recording = false;   // the silent one that feeds the IQ recorder
+  int32_t audioDevice = -2; // -2: the system's default
+  bool muted = false;
+
+  vtrx* handle = nullptr;
+  modDemod* demodulator = nullptr; // a handle of the mode's class; all handles have one form
+  double signal_dBm = -1800;
+  bool bandwidthSufficient = true;
+  spectrumTrace trace;
+};
+
+struct stationSettings {
+  std::string address;
+  boardProfile board;
+  int firmware = 0;
+  int32_t rate = 192000; // Hz
+  int32_t gain_dB = 0;
+  int32_t transverter = 0; // Hz added to the radio's frequencies
+};
+
+// There is one station a process, since the library's callbacks carry no context. All on the polling thread. Destroyed, it stops
+// the radio, removes its transceivers and polls until the library has let go of them.
+class station {
+ public:
+  static constexpr size_t mostReceivers = 8;
+
+  explicit station(const stationSettings& settings);
+  ~station();
+  station(const station&) = delete;
+  station& operator=(const station&) = delete;
+
+  // Before start. The pointer stays valid; throws std::runtime_error beyond mostReceivers.
+  receiver* add(const receiver& wanted, iqRecorder* recorder = nullptr);
+  void start();
+  void poll(); // getUpdates and getRenderUpdates
+
+  void tune(receiver& r, int32_t frequency);
+  void setMode(receiver& r, sideband mode);
+  void setFilter(receiver& r, filterEdges filter);
+  void setMuted(receiver& r, bool muted);
+  void setZoom(receiver& r, double zoom);
+  void setGain(int32_t gain_dB); // within the board's limits
+  void changeRate(int32_t rate); // Hz
+
+  const stationSettings& settings() const { return settings_; }
+  bool adcOverload() const { return adcOverload_; }
+  double adcPeak_dBFS() const { return adcPeak_dBFS_; }
+  int32_t sequenceBreaks() const { return sequenceBreaks_; }
+  uint64_t framesSeen() const { return framesSeen_; }
+  uint64_t updatesSeen() const { return updatesSeen_; }
+
+ private:
+  template <size_t n> void bindReceiver(vtrx* handle);
+  void adopt(vtrx* handle); // the next receiver that waits for its handle
+  void configure(receiver& r);
+  void showFilter(receiver& r);
+
+  static station* only;
+  stationSettings settings_;
+  HpsdrRadio* radio_;
+  std::vector<std::unique_ptr<receiver>> receivers_;
+  iqRecorder* recorder_ = nullptr;
+  size_t adopted_ = 0;
+  int32_t objectsAlive_ = 0;
+  bool adcOverload_ = false;
+  double adcPeak_dBFS_ = -100;
+  int32_t sequenceBreaks_ = 0;
+  uint64_t framesSeen_ = 0, updatesSeen_ = 0;
+};
+
+} // namespace larchhost
