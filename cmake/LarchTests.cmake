@@ -12,7 +12,7 @@ macro(larch_tests)
     target_link_libraries(larchtestsupport PUBLIC larchcore GTest::gtest)
   endif()
 
-  foreach(folder ${LARCH_CORE_FOLDERS} sim host)
+  foreach(folder ${LARCH_CORE_FOLDERS} sim)
     file(GLOB test_sources CONFIGURE_DEPENDS tests/${folder}/*Test.cpp)
     if(test_sources)
       add_executable(larch-${folder}-tests ${test_sources})
@@ -24,9 +24,10 @@ macro(larch_tests)
   if(TARGET larch-dsp-tests)
     target_link_libraries(larch-dsp-tests PRIVATE fftw3)   # the oracle of the transforms
   endif()
-  if(TARGET larch-host-tests)
-    target_link_libraries(larch-host-tests PRIVATE larchhost)
-  endif()
+  file(GLOB host_test_sources CONFIGURE_DEPENDS tests/host/*Test.cpp)   # like the program: the library's header alone
+  add_executable(larch-host-tests ${host_test_sources})
+  target_link_libraries(larch-host-tests PRIVATE larchhost PNG::PNG GTest::gtest_main)
+  larch_discover(larch-host-tests host)
 
   file(GLOB boundary_tests CONFIGURE_DEPENDS tests/boundary/*Test.cpp)
   foreach(source ${boundary_tests})

@@ -118,7 +118,7 @@ class session {
  private:
   static bool unicode() {
     for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"})
-      if (const char* value = std::getenv(name); value && *value) return std::strcasestr(value, "utf") != nullptr;
+      if (const char* value = std::getenv(name); value && *value) return strcasestr(value, "utf") != nullptr;
     return false;
   }
   bool timeIsUp() const {
