@@ -22,3 +22,6 @@ foreach(source ${boundary_tests})
   get_filename_component(name ${source} NAME_WE)
   add_dependencies(larch-boundary-${name} larchloop)
 endforeach()
+
+# includes point down the house only
+add_test(NAME house.arrowsPointDown COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check-arrows)
