@@ -1,5 +1,9 @@
 // Exports of the library's start.
 #include "runtime/larchlib.h"
+#include "dsp/cpuVariant.h"
 #include "runtime/library.h"
 
-void init(const char* path, int32_t logMode) { larch::startRuntime(path, logMode); }
+void init(const char* path, int32_t logMode) {
+  larch::selectVariants();
+  larch::startRuntime(path, logMode);
+}
