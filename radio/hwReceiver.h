@@ -5,8 +5,8 @@
 
 namespace larch {
 
-constexpr int32_t audioRate = 48000;  // Hz: a chunk is 512 samples' time at this rate
-constexpr int32_t chunkSamples = 512; // at audioRate; also a new receiver's first chunk, whatever its rate
+constexpr int32_t chunkRate = 48000;  // Hz: a chunk is 512 samples' time at this rate
+constexpr int32_t chunkSamples = 512; // at chunkRate; also a new receiver's first chunk, whatever its rate
 constexpr int32_t adcSlots = 4;       // ADCs that a transceiver can name
 constexpr int32_t noReceiver = -1;    // in a transceiver's slot
 
@@ -23,7 +23,7 @@ struct hwReceiver {
 
 // Samples of a full chunk: (sampleRate / 48000) * 512, none under 48000 Hz.
 constexpr uint64_t chunkLength(int32_t sampleRate) {
-  return sampleRate < audioRate ? 0 : static_cast<uint64_t>(sampleRate / audioRate) * static_cast<uint64_t>(chunkSamples);
+  return sampleRate < chunkRate ? 0 : static_cast<uint64_t>(sampleRate / chunkRate) * static_cast<uint64_t>(chunkSamples);
 }
 
 } // namespace larch

@@ -98,10 +98,10 @@ int32_t receiverAllocation::recentreToShare(int32_t adc) {
     hwReceiver& hw = receivers_[i];
     if (hw.adc != adc) continue;
     int64_t lo = frequency_, hi = frequency_;
-    for (std::size_t l = 0; l < listeners_.size(); l++) {
-      if (l == self_ || listeners_[l].slots[adc] != static_cast<int32_t>(i)) continue;
-      lo = std::min<int64_t>(lo, listeners_[l].frequency);
-      hi = std::max<int64_t>(hi, listeners_[l].frequency);
+    for (const tunedListener& other : listeners_) {
+      if (other.slots[adc] != static_cast<int32_t>(i)) continue;
+      lo = std::min<int64_t>(lo, other.frequency);
+      hi = std::max<int64_t>(hi, other.frequency);
     }
     if (hi - lo >= hw.sampleRate - 2 * edgeMargin_Hz) continue;
     hw.frequency = static_cast<int32_t>((hi + lo) / 2);
