@@ -23,7 +23,7 @@ namespace larch {
 // and those to send (two rings). The radio's stream is the only clock: each datagram received pays for a share of one sent, and
 // every sent one carries two command registers, silence included.
 class HpsdrRadio : public Radio {
-public:
+ public:
   explicit HpsdrRadio(const std::shared_ptr<syncTask>& group);
 
   void frequenciesChanged() override;
@@ -80,7 +80,7 @@ public:
   property<int32_t> MercurySerial{0}, PenelopeSerial{0}; // for the host
   property<bool> RXAntenna{false};
 
-protected:
+ protected:
   // One command that takes the place of a register; at least `delay` frames pass before the next one.
   struct queuedCommand {
     uint8_t c0;
@@ -123,21 +123,24 @@ protected:
   int32_t filterOutputs(int32_t frequency, bool transmit) const;
   int32_t filterBits() const;
   const driveStep& driveOf(const vtrx* keyed) const;
+
+  // HpsdrRadioMaintenance.cpp: blind writes
   void queueCommand(uint8_t device, uint8_t location, uint8_t value, int32_t delay);
-  void biasChanged(const property<int32_t>& bias, uint8_t location);
+  void biasChanged(int32_t bias, uint8_t location);
+  void externalBiasChanged();
   uint8_t biasDevice() const;
   uint8_t biasValue(int32_t bias) const;
 
-  static constexpr int64_t tick_ns = 100; // arrival times are in these, since 1970
+  static constexpr int64_t tick_ns = 100;                            // arrival times are in these, since 1970
   static constexpr int32_t releaseSlots = 4097, sendRingSlots = 129; // one of each stays free
 
   // Shared with the receive thread.
   rioTransport transport{transportShape::protocol1};
-  spscRing<int32_t, sendRingSlots> sendRing;     // from the group: datagrams to send
-  spscRing<int32_t, releaseSlots> releaseRing;   // from the group: slots to give back
-  std::atomic<bool> running{false};              // the stream is on: what comes in is handled. Relaxed: a turn more or less
-  std::atomic<int32_t> dequeueLimit{1};          // relaxed: a number by itself
-  std::vector<int64_t> arrival;                  // of each slot's datagram; handed over with the slot
+  spscRing<int32_t, sendRingSlots> sendRing;   // from the group: datagrams to send
+  spscRing<int32_t, releaseSlots> releaseRing; // from the group: slots to give back
+  std::atomic<bool> running{false};            // the stream is on: what comes in is handled. Relaxed: a turn more or less
+  std::atomic<int32_t> dequeueLimit{1};        // relaxed: a number by itself
+  std::vector<int64_t> arrival;                // of each slot's datagram; handed over with the slot
 
   // The group's.
   uint32_t radioAddress = 0; // network form
@@ -155,8 +158,8 @@ protected:
   int32_t registerIndex = 0; // next of the rotation
   int32_t pttTail = 0;       // datagrams left in the hold after PTT went off
   bool lastPtt = false;
-  int32_t gainLag = 0;    // datagrams since ptt changed, up to 4
-  bool scalePtt = false;  // the ptt that the receive scale follows
+  int32_t gainLag = 0;   // datagrams since ptt changed, up to 4
+  bool scalePtt = false; // the ptt that the receive scale follows
   uint8_t gainCode = 0;
   bool lnaOn = false;
   int32_t txFrequency = 14095600; // Hz

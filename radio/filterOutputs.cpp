@@ -25,14 +25,14 @@ int32_t transmitFilterOutputs(const J16Filter& filter, int32_t frequency) {
   return place == bands->size() ? 0 : (*bands)[place]->tx.get();
 }
 
-int32_t receiveFilterOutputs(const J16Filter& filter, std::span<const int32_t> frequencies) {
+int32_t receiveFilterOutputs(const J16Filter& filter, std::span<const hwReceiver> receivers) {
   constexpr std::size_t maskBits = 64; // a list of receive rows for a higher bit doesn't fit into memory
   const auto bands = filter.FilterBands.rows();
   const auto table = filter.FilterRx.rows();
   if (!table) return 0;
   uint64_t mask = 0;
-  for (const int32_t frequency : frequencies) {
-    const std::size_t place = bands ? placeOf(*bands, frequency) : 0;
+  for (const hwReceiver& hw : receivers) {
+    const std::size_t place = bands ? placeOf(*bands, hw.frequency) : 0;
     if (!bands || place == bands->size()) continue;
     if (place >= maskBits) return 0;
     mask |= uint64_t{1} << place;

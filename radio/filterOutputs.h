@@ -2,6 +2,7 @@
 #pragma once
 #include "radio/J16.h"
 #include "radio/J16Filter.h"
+#include "radio/hwReceiver.h"
 #include <span>
 
 namespace larch {
@@ -14,6 +15,6 @@ int32_t transmitFilterOutputs(const J16Filter& filter, int32_t frequency);
 
 // Each receiver's frequency sets the bit of its band's place in a mask; the row of that number in FilterRx gives the bits, 0
 // where there is none. Not rt.
-int32_t receiveFilterOutputs(const J16Filter& filter, std::span<const int32_t> frequencies);
+int32_t receiveFilterOutputs(const J16Filter& filter, std::span<const hwReceiver> receivers);
 
 } // namespace larch

@@ -1,4 +1,5 @@
 #include "radio/filterOutputs.h"
+#include <algorithm>
 #include <gtest/gtest.h>
 
 using namespace larch;
@@ -28,6 +29,16 @@ struct filterSet : J16Filter {
     FilterRx.append(r);
   }
 };
+
+std::vector<hwReceiver> tunedTo(std::initializer_list<int32_t> frequencies) {
+  std::vector<hwReceiver> receivers(frequencies.size());
+  std::transform(frequencies.begin(), frequencies.end(), receivers.begin(), [](int32_t f) {
+    hwReceiver hw;
+    hw.frequency = f;
+    return hw;
+  });
+  return receivers;
+}
 
 } // namespace
 
@@ -65,15 +76,15 @@ TEST(filterOutputsTest, receiveBitsOfASetGoByTheMaskOfAllReceiversBands) {
   filterSet set;
   for (int32_t i = 1; i <= 4; i++) set.band(i * 1000, 0);
   for (int32_t i = 0; i < 8; i++) set.receive(100 + i);
-  const int32_t bandsOneAndThree[] = {1500, 3500};
+  const auto bandsOneAndThree = tunedTo({1500, 3500});
   EXPECT_EQ(receiveFilterOutputs(set, bandsOneAndThree), 0) << "the mask is 10, beyond the table";
   for (int32_t i = 8; i < 16; i++) set.receive(100 + i);
   EXPECT_EQ(receiveFilterOutputs(set, bandsOneAndThree), 110);
-  const int32_t same[] = {1500, 1600, 2000};
+  const auto same = tunedTo({1500, 1600, 2000});
   EXPECT_EQ(receiveFilterOutputs(set, same), 102);
-  const int32_t above[] = {5000};
+  const auto above = tunedTo({5000});
   EXPECT_EQ(receiveFilterOutputs(set, above), 100) << "no band at all is row 0";
-  const int32_t oneAbove[] = {5000, 1};
+  const auto oneAbove = tunedTo({5000, 1});
   EXPECT_EQ(receiveFilterOutputs(set, oneAbove), 101);
   EXPECT_EQ(receiveFilterOutputs(set, {}), 100);
 }
@@ -86,7 +97,7 @@ TEST(filterOutputsTest, nullRowsOfASetKeepTheirPlaces) {
   set.receive(101);
   set.receive(102);
   set.FilterRx.append(nullptr);
-  const int32_t frequency[] = {500};
+  const auto frequency = tunedTo({500});
   EXPECT_EQ(receiveFilterOutputs(set, frequency), 102);
   EXPECT_EQ(transmitFilterOutputs(set, 500), 9);
   set.FilterBands.items[0] = set.FilterBands.items[1];
@@ -98,7 +109,7 @@ TEST(filterOutputsTest, nullRowsOfASetKeepTheirPlaces) {
 
 TEST(filterOutputsTest, manyBandsAndEmptyTablesAreLegal) {
   filterSet set;
-  const int32_t low[] = {1}, high[] = {1000000};
+  const auto low = tunedTo({1}), high = tunedTo({1000000});
   EXPECT_EQ(receiveFilterOutputs(set, low), 0);
   set.receive(7);
   EXPECT_EQ(receiveFilterOutputs(set, low), 7) << "no bands: row 0";
