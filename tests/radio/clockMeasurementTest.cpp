@@ -98,7 +98,7 @@ TEST(clockMeasurementTest, restartsFromNothing) {
   EXPECT_FALSE(clock.full());
   EXPECT_FALSE(clock.correction(10 * minute).has_value());
   for (int i = 0; i < 3000; i++) clock.add(1e6, packet);
-  for (int64_t i = 0; i < int64_t{packetsARatio} * 2 * movingMean::length; i++) clock.add(packet, packet);
+  while (!clock.full()) clock.add(packet, packet);
   EXPECT_NEAR(clock.mean(), 1.0, 1e-9);
 }
 
