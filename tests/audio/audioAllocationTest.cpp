@@ -1,0 +1,41 @@
+// The signal path of the sound streams takes no memory.
+#include "audio/audioInputRef.h"
+#include "audio/audioOutputStream.h"
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <new>
+
+namespace {
+thread_local int64_t allocations = 0;
+}
+
+void* operator new(std::size_t n) {
+  allocations++;
+  if (void* p = std::malloc(n ? n : 1)) return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+using namespace larch;
+
+TEST(audioAllocationTest, chunksAndCallbacksTakeNoMemory) {
+  audioOutputStream out;
+  out.openOutput(900); // no machine has it: the ring works all the same
+  inputDeviceList list;
+  list.entries.push_back(std::make_unique<audioInputDevice>("None", -1, 48000));
+  list.entries.push_back(std::make_unique<audioInputDevice>("device", -1, 44100));
+  audioInputRef in(&list);
+  in.setInput(1);
+  buff<float> chunk(512, 0.5f), heard(126);
+  float stereo[512];
+  out.keyA.exchange(true);
+  const int64_t before = allocations;
+  for (int i = 0; i < 200; i++) {
+    out.write(chunk, i % 2 == 0);
+    out.play(stereo, 256, i * 256 / 48000.0);
+    list.entries[1]->record(chunk.data, 512);
+    in.readMicrophone(heard);
+  }
+  EXPECT_EQ(allocations - before, 0);
+}
