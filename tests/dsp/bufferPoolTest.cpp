@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <thread>
 #include <vector>
 
@@ -64,6 +65,19 @@ TEST(bufferPoolTest, handsOutMoreBlocksThanItHasSpareNodes) {
     }
     for (int i = 0; i < many; i++) EXPECT_EQ(std::memcmp(taken[i]->memory(), &i, sizeof i), 0);
   }
+}
+
+TEST(bufferPoolTest, warmPoolTakesNothingFromTheHeap) {
+  auto rounds = [] {
+    for (int i = 0; i < 10000; i++) {
+      const buff<double> a(512), b(512);
+      const buff<float> c(64);
+    }
+  };
+  rounds();
+  const auto before = mallinfo2();
+  rounds();
+  EXPECT_EQ(mallinfo2().uordblks, before.uordblks);
 }
 
 // Each thread writes its mark over a block, gives others time to break it, and looks whether it is still there.
