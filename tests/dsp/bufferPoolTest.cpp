@@ -4,6 +4,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -56,14 +57,17 @@ TEST(bufferPoolTest, lastFreedIsHandedOutFirst) {
 }
 
 TEST(bufferPoolTest, handsOutMoreBlocksThanItHasSpareNodes) {
-  constexpr int many = 100; // spare nodes: 32
+  constexpr std::size_t many = 100; // spare nodes: 32
+  std::set<void*> blocks;
   for (int round = 0; round < 3; round++) {
     std::vector<std::shared_ptr<pooledRawBuffer>> taken;
-    for (int i = 0; i < many; i++) {
+    for (std::size_t i = 0; i < many; i++) {
       taken.push_back(takeBlock(sizeof(int)));
       std::memcpy(taken.back()->memory(), &i, sizeof i);
+      blocks.insert(taken.back()->memory());
     }
-    for (int i = 0; i < many; i++) EXPECT_EQ(std::memcmp(taken[i]->memory(), &i, sizeof i), 0);
+    EXPECT_EQ(blocks.size(), many) << "every block comes again";
+    for (std::size_t i = 0; i < many; i++) EXPECT_EQ(std::memcmp(taken[i]->memory(), &i, sizeof i), 0);
   }
 }
 
