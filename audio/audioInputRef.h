@@ -19,6 +19,9 @@ class audioInputRef {
   // that has ended must be started again.
   void readMicrophone(buff<float> out);
 
+  // Largest magnitude of the device's last callback, 1: full scale; 0 while no stream runs. rt.
+  double level() const { return device_ && device_->running() ? static_cast<double>(device_->peak()) : 0.0; }
+
   int32_t id() const { return id_; }   // -1 before the first setInput
   int32_t lag() const { return lag_; } // samples from the writer at a resynchronisation; negative
   double position() const { return position_; }
