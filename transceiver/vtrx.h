@@ -5,7 +5,14 @@
 #include "dsp/agc.h"
 #include "modes/modDemod.h"
 #include "runtime/property.h"
+#include "transceiver/adcJoiner.h"
+#include "transceiver/channelReceiver.h"
+#include "transceiver/gainSwitch.h"
+#include "transceiver/levelMeter.h"
 #include "transceiver/radioPort.h"
+#include "transceiver/spectrumPainter.h"
+#include "transceiver/transmitChain.h"
+#include "transceiver/voiceSwitch.h"
 
 namespace larch {
 
@@ -71,6 +78,34 @@ class vtrx : public asyncObject {
   // The sidetone keys are atomics that other groups write.
   audioOutputStream audioOut;
   audioInputRef micIn;
+
+ private:
+  void watchProperties();
+  void openAudio();
+  void closeAudio();
+  void pttChanged();
+  void vfoChanged();
+  void followSpecFreq();
+  template <class Body> void postToRadio(const char* name, Body body);
+  void postSetRxFrequency(int32_t frequency);
+  void postSetPtt();
+
+  void receiveBlock(const cbuff& block);
+  void decideVox(uint64_t chunkSamples, int32_t rate);
+  void paintSpectrum(const spectrumInput& in);
+  void postFrame(buff<float> frame, double low, double high, int32_t rate);
+
+  std::shared_ptr<modDemod> mode_; // null until the first setModulation
+  bool started_ = false;           // chunks count only while it is true
+  bool radioPttUp_ = false;        // the radio has been told to transmit for this object
+  int32_t rate_ = 0;               // the last sample rate seen
+  adcJoiner joiner_;
+  channelReceiver channel_;
+  levelMeter meter_;
+  gainSwitch gain_;
+  voiceSwitch vox_;
+  spectrumPainter painter_;
+  transmitChain transmit_;
 };
 
 } // namespace larch
