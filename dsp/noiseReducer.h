@@ -12,7 +12,7 @@ namespace larch {
 
 // One stream of audio at 48 kHz, full scale 32768. The output is the input `delay()` samples later, as the network leaves it:
 // full network at 100 percent, the delayed input bit for bit at 0, a linear blend of both between (and beyond, as it comes).
-// Used on one task group. The constructor allocates; process is rt (about 0.1 ms of computing).
+// Used on one task group. The constructor allocates; process is rt; the network runs at any strength.
 class noiseReducer {
  public:
   static constexpr uint64_t blockLength = 512;

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -55,15 +57,31 @@ TEST(bufferPoolTest, lastFreedIsHandedOutFirst) {
 }
 
 TEST(bufferPoolTest, handsOutMoreBlocksThanItHasSpareNodes) {
-  constexpr int many = 100; // spare nodes: 32
+  constexpr std::size_t many = 100; // spare nodes: 32
+  std::set<void*> blocks;
   for (int round = 0; round < 3; round++) {
     std::vector<std::shared_ptr<pooledRawBuffer>> taken;
-    for (int i = 0; i < many; i++) {
-      taken.push_back(takeBlock(sizeof(int)));
+    for (std::size_t i = 0; i < many; i++) {
+      taken.push_back(takeBlock(sizeof(std::size_t)));
       std::memcpy(taken.back()->memory(), &i, sizeof i);
+      blocks.insert(taken.back()->memory());
     }
-    for (int i = 0; i < many; i++) EXPECT_EQ(std::memcmp(taken[i]->memory(), &i, sizeof i), 0);
+    EXPECT_EQ(blocks.size(), many) << "every block comes again";
+    for (std::size_t i = 0; i < many; i++) EXPECT_EQ(std::memcmp(taken[i]->memory(), &i, sizeof i), 0);
   }
+}
+
+TEST(bufferPoolTest, warmPoolTakesNothingFromTheHeap) {
+  auto rounds = [] {
+    for (int i = 0; i < 10000; i++) {
+      const buff<double> a(512), b(512);
+      const buff<float> c(64);
+    }
+  };
+  rounds();
+  const auto before = mallinfo2();
+  rounds();
+  EXPECT_EQ(mallinfo2().uordblks, before.uordblks);
 }
 
 // Each thread writes its mark over a block, gives others time to break it, and looks whether it is still there.
