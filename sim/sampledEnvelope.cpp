@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 
 namespace larch::sim {
 
@@ -27,16 +28,24 @@ double kernel(double x) {
   return window * (std::fabs(x) < 1e-9 ? 1 : std::sin(M_PI * x) / (M_PI * x));
 }
 
-using kernelRow = std::array<float, taps>;
+using lane = float __attribute__((vector_size(16))); // two complex samples
+constexpr size_t rowLanes = 2 * taps / 4;
+
+// every tap twice, for the two parts of a sample
+struct kernelRow {
+  lane tap[rowLanes];
+};
 
 // row p, tap k: kernel for the sample k - 7 from the one at or before an instant that lies p/256 after it
 const std::array<kernelRow, phases + 1>& kernelTable() {
   static const auto table = [] {
     std::array<kernelRow, phases + 1> t{};
     for (int p = 0; p <= phases; ++p)
-      for (int k = 0; k < taps; ++k)
-        t[static_cast<size_t>(p)][static_cast<size_t>(k)] =
-            static_cast<float>(kernel(static_cast<double>(k - halfTaps + 1) - static_cast<double>(p) / phases));
+      for (int k = 0; k < taps; ++k) {
+        const double h = kernel(static_cast<double>(k - halfTaps + 1) - static_cast<double>(p) / phases);
+        lane& l = t[static_cast<size_t>(p)].tap[k / 2];
+        l[k % 2 * 2] = l[k % 2 * 2 + 1] = static_cast<float>(h);
+      }
     return t;
   }();
   return table;
@@ -59,39 +68,60 @@ double tabledKernel(double x) {
 sampledEnvelope::sampledEnvelope(std::vector<std::complex<float>> recording, double rate_Hz)
     : samples(std::move(recording)), rate(rate_Hz) {
   if (samples.empty()) samples.emplace_back();
+  size = samples.size();
+  // the beginning once more behind the end, so that a kernel never has to turn round; tap 0 of sample 0 is at -7
+  for (size_t n = 0; n < taps; ++n) samples.push_back(samples[n]);
+}
+
+double sampledEnvelope::folded(double position) const {
+  const auto length = static_cast<double>(size);
+  position -= std::floor(position / length) * length;
+  return position < length ? position : 0;
 }
 
 size_t sampledEnvelope::wrap(int64_t index) const {
-  const auto size = static_cast<int64_t>(samples.size());
-  index %= size;
-  return static_cast<size_t>(index < 0 ? index + size : index);
+  const auto length = static_cast<int64_t>(size);
+  index %= length;
+  return static_cast<size_t>(index < 0 ? index + length : index);
 }
 
 void sampledEnvelope::read(const timeGrid& grid, std::complex<double>* out) const {
   const auto& table = kernelTable();
+  const auto length = static_cast<double>(size);
+  const double step = grid.step_s * rate;
+  // of tap 0 rather than of the instant: everything that is read lies at or behind it
+  double begin = folded(grid.start_s * rate - (halfTaps - 1));
   for (size_t n = 0; n < grid.count; ++n) {
-    const double position = (grid.start_s + grid.step_s * static_cast<double>(n)) * rate;
-    const double whole = std::floor(position);
-    const double fine = (position - whole) * phases;
-    const auto row = static_cast<size_t>(fine);
-    const auto mix = static_cast<float>(fine - static_cast<double>(row));
-    const kernelRow &a = table[row], &b = table[row + 1];
-    size_t at = wrap(static_cast<int64_t>(whole) - halfTaps + 1);
-    float re = 0, im = 0;
-    for (size_t k = 0; k < taps; ++k) {
-      const float h = a[k] + mix * (b[k] - a[k]);
-      re += h * samples[at].real();
-      im += h * samples[at].imag();
-      if (++at == samples.size()) at = 0;
+    double position = begin + step * static_cast<double>(n);
+    while (position >= length) {
+      begin -= length;
+      position -= length;
     }
-    out[n] = {re, im};
+    const auto at = static_cast<size_t>(position);
+    const auto fine = static_cast<float>((position - static_cast<double>(at)) * phases);
+    const auto row = static_cast<size_t>(fine);
+    const float mix = fine - static_cast<float>(row);
+    const lane *a = table[row].tap, *b = table[row + 1].tap;
+    const auto* from = reinterpret_cast<const float*>(&samples[at]);
+    lane sum{};
+    for (size_t k = 0; k < rowLanes; ++k) {
+      lane data;
+      std::memcpy(&data, from + 4 * k, sizeof data);
+      sum += (a[k] + mix * (b[k] - a[k])) * data;
+    }
+    out[n] = {sum[0] + sum[2], sum[1] + sum[3]};
   }
 }
 
 void sampledEnvelope::readLimited(const timeGrid& grid, const heardBand& heard, std::complex<double>* out) const {
-  // a sinc as wide as the output's rate asks for, moved to the middle of what is heard
-  const double ratio = rate * grid.step_s;
-  const double centre_rad = 2 * M_PI * (heard.low_Hz + heard.high_Hz) / 2 / rate;
+  // a sinc as wide as the band that is left, moved to the middle of it
+  const double low = std::max(heard.low_Hz, -rate / 2), high = std::min(heard.high_Hz, rate / 2);
+  if (!(low < high)) {
+    std::fill(out, out + grid.count, std::complex<double>());
+    return;
+  }
+  const double ratio = rate / (high - low);
+  const double centre_rad = 2 * M_PI * (low + high) / 2 / rate;
   const auto reach = static_cast<int64_t>(std::ceil(halfTaps * ratio));
   const std::complex<double> step = std::polar(1.0, -centre_rad);
   for (size_t n = 0; n < grid.count; ++n) {
@@ -108,7 +138,7 @@ void sampledEnvelope::readLimited(const timeGrid& grid, const heardBand& heard, 
       const double t = c * step.real() - s * step.imag();
       s = c * step.imag() + s * step.real();
       c = t;
-      if (++at == samples.size()) at = 0;
+      if (++at == size) at = 0;
     }
     out[n] = {re, im};
   }

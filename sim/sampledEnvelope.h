@@ -14,15 +14,18 @@ class sampledEnvelope {
   sampledEnvelope(std::vector<std::complex<float>> recording, double rate_Hz);
 
   void read(const timeGrid& grid, std::complex<double>* out) const;
-  // The same for a reader that is slower than the recording: only what lies in `heard` is passed, so that nothing folds.
+  // The same for a reader that hears only a part of the recording's band: what lies outside `heard` is filtered away, so that
+  // nothing folds. The edges are soft: flat over the middle 70 % of the part.
   void readLimited(const timeGrid& grid, const heardBand& heard, std::complex<double>* out) const;
 
   double rate_Hz() const { return rate; }
-  double length_s() const { return static_cast<double>(samples.size()) / rate; }
+  double length_s() const { return static_cast<double>(size) / rate; }
 
  private:
   size_t wrap(int64_t index) const;
-  std::vector<std::complex<float>> samples; // never empty
+  double folded(double position) const;
+  std::vector<std::complex<float>> samples; // the recording and its beginning once more
+  size_t size;                              // of the recording, at least 1
   double rate;
 };
 

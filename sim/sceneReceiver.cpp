@@ -93,6 +93,7 @@ void sceneReceiver::selectSignals() {
 }
 
 void sceneReceiver::render(double start_s, std::complex<double> gain, std::complex<double>* out, size_t count) {
+  if (count == 0) return;
   std::shared_ptr<const bandScene::content> content = scene->current();
   if (retuned || content != selected) {
     selected = std::move(content);

@@ -48,7 +48,8 @@ wavData parseWav(std::span<const uint8_t> file) {
         format = static_cast<uint16_t>(little(data + extensibleFormatAt, 2));
       wav.channels = static_cast<int>(little(data + 2, 2));
       wav.rate_Hz = little(data + 4, 4);
-      bytes = static_cast<int>(little(data + 14, 2)) / 8;
+      const uint32_t bits = little(data + 14, 2);
+      bytes = bits % 8 == 0 ? static_cast<int>(bits / 8) : 0;
       const bool known = (format == formatPcm && bytes >= 1 && bytes <= 4) || (format == formatFloat && bytes == 4);
       if (!known || wav.channels < 1 || wav.channels > 2 || wav.rate_Hz <= 0)
         throw std::runtime_error("WAV format not supported");

@@ -1,0 +1,137 @@
+// The program larch-sim from outside.
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <spawn.h>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <gtest/gtest.h>
+#include "tests/sim/simHost.h"
+#include "tests/support/protocol1Vectors.h"
+
+using namespace larch::simtest;
+namespace vectors = larch::vectors;
+
+namespace {
+std::string programPath() {
+  const char* folder = std::getenv("LARCH_BINARY_DIR");
+  return folder == nullptr ? std::string() : std::string(folder) + "/larch-sim";
+}
+
+// a running larch-sim with its standard output on a pipe
+class program {
+ public:
+  explicit program(std::vector<std::string> words) {
+    words.insert(words.begin(), programPath());
+    std::vector<char*> arguments;
+    for (std::string& w : words) arguments.push_back(w.data());
+    arguments.push_back(nullptr);
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
+    EXPECT_EQ(posix_spawn(&child, arguments[0], &actions, nullptr, arguments.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    output = ends[0];
+  }
+  ~program() {
+    if (!ended) kill(child, SIGKILL), waitpid(child, nullptr, 0);
+    close(output);
+  }
+  program(const program&) = delete;
+  program& operator=(const program&) = delete;
+
+  // reads on until the text has come; false at the end of the output
+  bool reads(const std::string& wanted) {
+    char part[4096];
+    while (text.find(wanted) == std::string::npos) {
+      const ssize_t got = read(output, part, sizeof part);
+      if (got <= 0) return false;
+      text.append(part, static_cast<size_t>(got));
+    }
+    return true;
+  }
+  void send(int signal) const { kill(child, signal); }
+  // the exit status, -1 when it ended by a signal
+  int status() {
+    int s = 0;
+    waitpid(child, &s, 0);
+    ended = true;
+    return WIFEXITED(s) ? WEXITSTATUS(s) : -1;
+  }
+  uint16_t port() {
+    EXPECT_TRUE(reads(", scene "));
+    const size_t at = text.find("127.0.0.1:");
+    return at == std::string::npos ? 0 : static_cast<uint16_t>(std::stoi(text.substr(at + 10)));
+  }
+  std::string text;
+
+ private:
+  pid_t child = 0;
+  int output = -1;
+  bool ended = false;
+};
+
+class larchSimProgramTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (programPath().empty() || !std::filesystem::exists(programPath())) GTEST_SKIP() << "no larch-sim at LARCH_BINARY_DIR";
+  }
+};
+} // namespace
+
+TEST_F(larchSimProgramTest, playsUntilInterrupted) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    program sim({"--port", "0", "--scene", "carriers", "--verbose"});
+    simHost host("127.0.0.1", sim.port());
+    host.send(vectors::discovery());
+    EXPECT_EQ(host.receive(5000).size(), 60u);
+    host.configure(2, 2);
+    host.tune(0, 7100000);
+    host.start();
+    for (int i = 0; i < 100; ++i) ASSERT_EQ(host.receive(5000).size(), 1032u);
+    EXPECT_TRUE(sim.reads("register 2 receiver frequency: receiver 0 at 7100000 Hz"));
+    EXPECT_TRUE(sim.reads("192000 Hz x 2")); // the status line
+    sim.send(signal);
+    EXPECT_TRUE(sim.reads("problems: none"));
+    EXPECT_EQ(sim.status(), 0) << sim.text;
+  }
+}
+
+TEST_F(larchSimProgramTest, endsAfterItsSeconds) {
+  program sim({"--port", "0", "--scene", "none", "--seconds", "0.2"});
+  EXPECT_TRUE(sim.reads("received 0"));
+  EXPECT_EQ(sim.status(), 0);
+}
+
+TEST_F(larchSimProgramTest, goesSilentAndComesBack) {
+  program sim({"--port", "0", "--scene", "none", "--silence", "2", "1", "--quiet"});
+  simHost host("127.0.0.1", sim.port());
+  host.configure(3, 1);
+  host.start(1);
+  uint32_t last = 0, gap = 0;
+  for (int i = 0; i < 20000 && gap < 1000; ++i) { // 3048 a second
+    const bytes d = host.receive(10000);
+    ASSERT_EQ(d.size(), 1032u);
+    gap = sequenceOf(d) - last;
+    last = sequenceOf(d);
+  }
+  EXPECT_GE(gap, 1000u); // numbers went on
+}
+
+TEST_F(larchSimProgramTest, refusesWhatItCantDo) {
+  program sim({"--port", "0", "--scene", "none"});
+  program second({"--port", std::to_string(sim.port()), "--scene", "none"});
+  EXPECT_TRUE(second.reads("can't bind 127.0.0.1:"));
+  EXPECT_EQ(second.status(), 1);
+  program noScene({"--port", "0", "--scene", "/no/such/scene"});
+  EXPECT_TRUE(noScene.reads("/no/such/scene: can't be opened"));
+  EXPECT_EQ(noScene.status(), 1);
+  program noBoard({"--board", "spoon"});
+  EXPECT_NE(noBoard.status(), 0);
+}
