@@ -6,6 +6,7 @@ namespace larch {
 
 // baseline is what the compiler was told to compile for; it needs no support of its own.
 enum class cpuVariant { baseline, avx2, avx512 };
+constexpr int variantCount = 3;
 
 // All variants that are compiled in, slowest first.
 std::span<const cpuVariant> compiledVariants();
@@ -22,18 +23,18 @@ cpuVariant selectedVariant(); // rt, any thread
 // allowed to fuse multiplications and additions. A file is never compiled with -mavx2 as a whole: the linker could keep its copy
 // of an inline function that others share.
 #define LARCH_INLINE inline __attribute__((always_inline))
+#if defined(__clang__)
+#define LARCH_UNROLL
+#define LARCH_FUSE
+#else
+#define LARCH_UNROLL , optimize("O3")
+#define LARCH_FUSE , optimize("O3", "fp-contract=fast")
+#endif
+#define LARCH_BASELINE __attribute__((noinline LARCH_UNROLL))
 #if defined(__x86_64__)
 #define LARCH_X86 1
-#if defined(__clang__)
-#define LARCH_FUSED
-#else
-#define LARCH_FUSED , optimize("O3", "fp-contract=fast")
-#endif
-#define LARCH_BASELINE __attribute__((optimize("O3")))
-#define LARCH_AVX2 __attribute__((target("avx2,fma") LARCH_FUSED))
-#define LARCH_AVX512 __attribute__((target("avx512f,avx512dq,avx512vl,avx512bw,avx2,fma") LARCH_FUSED))
-#define LARCH_AVX2_EXACT __attribute__((target("avx2")))
-#define LARCH_AVX512_EXACT __attribute__((target("avx512f,avx512dq,avx512vl,avx512bw,avx2")))
+#define LARCH_AVX2 __attribute__((noinline, target("avx2,fma") LARCH_FUSE))
+#define LARCH_AVX512 __attribute__((noinline, target("avx512f,avx512dq,avx512vl,avx512bw,avx2,fma") LARCH_FUSE))
 #else
 #define LARCH_X86 0
 #endif

@@ -4,24 +4,24 @@
 
 namespace larch::fft {
 
-// Pointers are to doubles; see fftPasses.h for the shapes. rt.
-using firstPassKernel = void (*)(const double* in, double* re, double* im, const double* turns, int n);
-using middlePassKernel = void (*)(const double* re, const double* im, double* outRe, double* outIm, const double* turns, int n,
-                                  int stride);
-using lastPassKernel = void (*)(const double* re, const double* im, double* out, int stride);
-using splitPassKernel = void (*)(const double* re, const double* im, double* outRe, double* outIm, int stride);
+constexpr int firstRadix = 8; // every transform starts with it
 
+// See fftPasses.h for the shapes. rt.
+using firstPassKernel = void (*)(const double* in, double* out, const double* turns, int n);
+using middlePassKernel = void (*)(const double* in, double* out, const double* turns, int n, int stride);
+using lastPassKernel = void (*)(const double* in, double* out, int stride);
+
+struct firstKernels {
+  firstPassKernel forward, inverse;
+};
 struct radixKernels {
-  int radix;
-  firstPassKernel forwardFirst, inverseFirst;
-  middlePassKernel middle;
+  middlePassKernel middle, middleStride8; // the second for stride 8
   lastPassKernel forwardLast, inverseLast;
   lastPassKernel inverseUpperHalf; // only the upper half of the points, to `out`
-  splitPassKernel forwardSplit;    // parts apart
 };
 
-// radix: 4 or 8. A first pass needs a radix of at least the vector width.
-const radixKernels& kernelsOf(cpuVariant variant, int radix);
-int vectorWidth(cpuVariant variant); // doubles
+const firstKernels& firstKernelsOf(cpuVariant variant);
+const radixKernels& kernelsOf(cpuVariant variant, int radix); // radix: 4 or 8
+int vectorWidth(cpuVariant variant);                          // doubles
 
 } // namespace larch::fft

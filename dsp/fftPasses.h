@@ -73,101 +73,76 @@ template <int R, class T> LARCH_INLINE void butterfly(T* r, T* i) {
     butterfly8(r, i);
 }
 
-// The end of a first pass: V butterflies' outputs r, i at positions p ... p+V-1 are turned and stored in the order of the next
-// pass, output k of butterfly p at R p + k. `turns` holds for each k >= 1 V cosines and V sines.
-template <int V, int R> LARCH_INLINE void storeFirst(vec<V>* r, vec<V>* i, double* re, double* im, const double* turns, int p) {
+// Between the passes the points stand packed: for each V of them, in order, V real and then V imaginary parts. Point e, a
+// multiple of V, is at double 2 e.
+template <int V, int R> LARCH_INLINE void loadPacked(const double* x, std::size_t step, vec<V>* r, vec<V>* i) {
+  for (int k = 0; k < R; k++) {
+    r[k] = load<V>(x + k * step);
+    i[k] = load<V>(x + k * step + V);
+  }
+}
+
+// The end of a first pass: the outputs r, i of V butterflies are turned and stored to `out` in the order of the next pass, R
+// points of each butterfly together. `turns` holds for each output k >= 1 V cosines and V sines.
+template <int V, int R> LARCH_INLINE void storeFirst(vec<V>* r, vec<V>* i, double* out, const double* turns) {
   for (int k = 1; k < R; k++) turn(r[k], i[k], load<V>(turns + 2 * V * (k - 1)), load<V>(turns + 2 * V * (k - 1) + V));
   for (int b = 0; b < R; b += V) {
     transpose<V>(r + b);
     transpose<V>(i + b);
     for (int l = 0; l < V; l++) {
-      const std::size_t at = static_cast<std::size_t>(p + l) * R + b;
-      store<V>(re + at, r[b + l]);
-      store<V>(im + at, i[b + l]);
+      store<V>(out + 2 * (l * R + b), r[b + l]);
+      store<V>(out + 2 * (l * R + b) + V, i[b + l]);
     }
   }
 }
 
 // First pass of a transform of n points, interleaved input; n / R is a multiple of V. The inverse swaps the parts on the way in
 // and on the way out. turns: 2 (R - 1) V values for each V butterflies.
-template <int V, int R, bool inverse>
-LARCH_INLINE void firstPass(const double* in, double* re, double* im, const double* turns, int n) {
-  const int m = n / R;
-  for (int p = 0; p < m; p += V) {
+template <int V, int R, bool inverse> LARCH_INLINE void firstPass(const double* in, double* out, const double* turns, int n) {
+  const std::size_t row = 2 * static_cast<std::size_t>(n / R);
+  for (int p = 0; p < n / R; p += V, in += 2 * V, out += 2 * V * R, turns += 2 * V * (R - 1)) {
     vec<V> r[R], i[R];
     for (int k = 0; k < R; k++) {
-      const double* at = in + 2 * static_cast<std::size_t>(p + k * m);
-      const vec<V> a = load<V>(at), b = load<V>(at + V);
+      const vec<V> a = load<V>(in + k * row), b = load<V>(in + k * row + V);
       if (inverse)
         deinterleave<V>(a, b, i[k], r[k]);
       else
         deinterleave<V>(a, b, r[k], i[k]);
     }
     butterfly<R>(r, i);
-    storeFirst<V, R>(r, i, re, im, turns + static_cast<std::size_t>(p) * 2 * (R - 1), p);
+    storeFirst<V, R>(r, i, out, turns);
   }
 }
 
 // A pass in the middle: n points are left to transform in each of `stride` columns; stride is a multiple of V.
 // turns: 2 (R - 1) values for each butterfly.
-template <int V, int R>
-LARCH_INLINE void middlePass(const double* re, const double* im, double* outRe, double* outIm, const double* turns, int n,
-                             int stride) {
-  const int m = n / R;
-  for (int p = 0; p < m; p++, turns += 2 * (R - 1))
-    for (int q = 0; q < stride; q += V) {
+template <int V, int R> LARCH_INLINE void middlePass(const double* in, double* out, const double* turns, int n, int stride) {
+  const std::size_t row = 2 * static_cast<std::size_t>(stride), inStep = row * (n / R);
+  for (int p = 0; p < n / R; p++, turns += 2 * (R - 1), out += row * (R - 1))
+    for (int q = 0; q < stride; q += V, in += 2 * V, out += 2 * V) {
       vec<V> r[R], i[R];
-      for (int k = 0; k < R; k++) {
-        const std::size_t at = q + static_cast<std::size_t>(stride) * (p + k * m);
-        r[k] = load<V>(re + at);
-        i[k] = load<V>(im + at);
-      }
+      loadPacked<V, R>(in, inStep, r, i);
       butterfly<R>(r, i);
       for (int k = 0; k < R; k++) {
         if (k > 0) turn(r[k], i[k], turns[2 * k - 2], turns[2 * k - 1]);
-        const std::size_t at = q + static_cast<std::size_t>(stride) * (R * p + k);
-        store<V>(outRe + at, r[k]);
-        store<V>(outIm + at, i[k]);
+        store<V>(out + k * row, r[k]);
+        store<V>(out + k * row + V, i[k]);
       }
     }
 }
 
-template <int V, int R>
-LARCH_INLINE void lastButterfly(const double* re, const double* im, vec<V>* r, vec<V>* i, int q, int stride) {
-  for (int k = 0; k < R; k++) {
-    const std::size_t at = q + static_cast<std::size_t>(stride) * k;
-    r[k] = load<V>(re + at);
-    i[k] = load<V>(im + at);
-  }
-  butterfly<R>(r, i);
-}
-
 // The last pass, interleaved output from output row `from` on (0: everything, R / 2: the upper half of the points).
-template <int V, int R, bool inverse, int from>
-LARCH_INLINE void lastPass(const double* re, const double* im, double* out, int stride) {
-  for (int q = 0; q < stride; q += V) {
+template <int V, int R, bool inverse, int from> LARCH_INLINE void lastPass(const double* in, double* out, int stride) {
+  const std::size_t row = 2 * static_cast<std::size_t>(stride);
+  for (int q = 0; q < stride; q += V, in += 2 * V, out += 2 * V) {
     vec<V> r[R], i[R];
-    lastButterfly<V, R>(re, im, r, i, q, stride);
+    loadPacked<V, R>(in, row, r, i);
+    butterfly<R>(r, i);
     for (int k = from; k < R; k++) {
-      double* at = out + 2 * (q + static_cast<std::size_t>(stride) * (k - from));
       if (inverse)
-        storeInterleaved<V>(at, i[k], r[k]);
+        storeInterleaved<V>(out + (k - from) * row, i[k], r[k]);
       else
-        storeInterleaved<V>(at, r[k], i[k]);
-    }
-  }
-}
-
-// The last pass with real and imaginary parts apart.
-template <int V, int R>
-LARCH_INLINE void lastPassSplit(const double* re, const double* im, double* outRe, double* outIm, int stride) {
-  for (int q = 0; q < stride; q += V) {
-    vec<V> r[R], i[R];
-    lastButterfly<V, R>(re, im, r, i, q, stride);
-    for (int k = 0; k < R; k++) {
-      const std::size_t at = q + static_cast<std::size_t>(stride) * k;
-      store<V>(outRe + at, r[k]);
-      store<V>(outIm + at, i[k]);
+        storeInterleaved<V>(out + (k - from) * row, r[k], i[k]);
     }
   }
 }

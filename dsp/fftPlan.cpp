@@ -93,41 +93,37 @@ void fftPlan::preparePasses() {
     n /= radix;
     stride *= radix;
   }
-  memory_ = makeAlignedDoubles(4 * (length_ + workGap));
-  for (int i = 0; i < 4; i++) work_[i] = memory_.get() + i * (length_ + workGap);
+  first_ = &fft::firstKernelsOf(variant_);
+  memory_ = makeAlignedDoubles(2 * (2 * length_ + workGap));
+  work_[0] = memory_.get();
+  work_[1] = work_[0] + 2 * length_ + workGap;
 }
 
-fftPlan::parts fftPlan::runMiddle() {
-  double **from = work_, **to = work_ + 2;
-  for (std::size_t i = 1; i + 1 < passes_.size(); i++) {
+int fftPlan::runForwardFirst(const cdouble* in) {
+  first_->forward(reinterpret_cast<const double*>(in), work_[0], passes_.front().turns.get(), passes_.front().length);
+  return 0;
+}
+
+int fftPlan::runMiddle(int which) {
+  for (std::size_t i = 1; i + 1 < passes_.size(); i++, which = 1 - which) {
     const pass& p = passes_[i];
-    p.kernels->middle(from[0], from[1], to[0], to[1], p.turns.get(), p.length, p.stride);
-    std::swap(from, to);
+    const auto run = p.stride == 8 ? p.kernels->middleStride8 : p.kernels->middle;
+    run(work_[which], work_[1 - which], p.turns.get(), p.length, p.stride);
   }
-  return {from[0], from[1]};
+  return which;
 }
 
 void fftPlan::forward(const cdouble* in, cdouble* out) {
   if (passes_.empty()) return runSmall(in, out, 1);
-  const pass &first = passes_.front(), &last = passes_.back();
-  first.kernels->forwardFirst(reinterpret_cast<const double*>(in), workRe(), workIm(), first.turns.get(), first.length);
-  const parts middle = runMiddle();
-  last.kernels->forwardLast(middle.re, middle.im, reinterpret_cast<double*>(out), last.stride);
+  const double* middle = work_[runMiddle(runForwardFirst(in))];
+  passes_.back().kernels->forwardLast(middle, reinterpret_cast<double*>(out), passes_.back().stride);
 }
 
 void fftPlan::inverse(const cdouble* in, cdouble* out) {
   if (passes_.empty()) return runSmall(in, out, -1);
-  const pass &first = passes_.front(), &last = passes_.back();
-  first.kernels->inverseFirst(reinterpret_cast<const double*>(in), workRe(), workIm(), first.turns.get(), first.length);
-  const parts middle = runMiddle();
-  last.kernels->inverseLast(middle.re, middle.im, reinterpret_cast<double*>(out), last.stride);
-}
-
-void fftPlan::forwardSplit(const cdouble* in, double* outRe, double* outIm) {
-  const pass &first = passes_.front(), &last = passes_.back();
-  first.kernels->forwardFirst(reinterpret_cast<const double*>(in), workRe(), workIm(), first.turns.get(), first.length);
-  const parts middle = runMiddle();
-  last.kernels->forwardSplit(middle.re, middle.im, outRe, outIm, last.stride);
+  const pass& first = passes_.front();
+  first_->inverse(reinterpret_cast<const double*>(in), work_[0], first.turns.get(), first.length);
+  passes_.back().kernels->inverseLast(work_[runMiddle(0)], reinterpret_cast<double*>(out), passes_.back().stride);
 }
 
 // Radix 2. sign: 1 forward, -1 inverse.

@@ -38,17 +38,13 @@ class fftPlan {
   // No scaling; in and out of `length` elements, unaligned memory allowed, may be the same. rt.
   void forward(const std::complex<double>* in, std::complex<double>* out);
   void inverse(const std::complex<double>* in, std::complex<double>* out);
-  // Real and imaginary parts apart; not for lengths below 64. rt.
-  void forwardSplit(const std::complex<double>* in, double* outRe, double* outIm);
 
-  // For kernels that fuse their own work with the first or last pass of an inverse transform: the first pass leaves its result
-  // in workRe, workIm; runMiddle does all passes but the first and the last and gives the memory where the last one reads.
-  double* workRe() const { return work_[0]; }
-  double* workIm() const { return work_[1]; }
-  struct parts {
-    const double *re, *im;
-  };
-  parts runMiddle();
+  // For kernels that fuse their own work with the last pass of a forward transform or the first of an inverse one; lengths of 64
+  // and more. There are two work memories, 0 and 1. A first pass leaves its result in one of them; runMiddle goes on from there
+  // with all passes but the first and the last and returns the memory in which the last one reads. rt.
+  double* work(int which) const { return work_[which]; }
+  int runForwardFirst(const std::complex<double>* in); // returns 0
+  int runMiddle(int which);
   const std::vector<pass>& passes() const { return passes_; }
 
   uint32_t length() const { return length_; }
@@ -63,7 +59,8 @@ class fftPlan {
   cpuVariant variant_;
   std::vector<pass> passes_;
   alignedDoubles memory_;
-  double* work_[4] = {}; // re, im and re, im
+  double* work_[2] = {}; // packed points
+  const fft::firstKernels* first_ = nullptr;
   std::vector<std::complex<double>> smallTurns_, smallWork_;
 };
 

@@ -23,16 +23,16 @@ struct fnv1aHash { // 64-bit, over the four bytes of the length
 
 template <class Spec> using specTable = std::unordered_map<uint32_t, std::unique_ptr<Spec>, fnv1aHash>;
 
-template <class Spec> Spec& cached(specTable<Spec>& specs, uint32_t n) {
+template <class Spec> Spec& cached(specTable<Spec>& specs, uint32_t n, cpuVariant variant) {
   std::unique_ptr<Spec>& spec = specs[n];
-  if (!spec) spec = std::make_unique<Spec>(n);
+  if (!spec) spec = std::make_unique<Spec>(n, variant);
   return *spec;
 }
 
 // One prepared real transform: the real samples as n / 2 complex ones, and the turns that take even and odd samples apart.
 class realFftPlan {
  public:
-  explicit realFftPlan(uint32_t n) : half_(n / 2), complex_(std::max(half_, 1u)) {
+  realFftPlan(uint32_t n, cpuVariant variant) : half_(n / 2), complex_(std::max(half_, 1u), variant) {
     for (uint32_t k = 0; k <= half_ / 2; k++) turns_.push_back(turnOf(k, n));
   }
 
@@ -74,9 +74,9 @@ class realFftPlan {
 
 } // namespace
 
-fftPlan& threadFftPlan(uint32_t length) {
-  thread_local specTable<fftPlan> specs;
-  return cached(specs, length);
+fftPlan& threadFftPlan(uint32_t length, cpuVariant variant) {
+  thread_local specTable<fftPlan> specs[variantCount];
+  return cached(specs[static_cast<int>(variant)], length, variant);
 }
 
 void fftForward(const cdouble* in, cdouble* out, uint32_t count) {
@@ -89,7 +89,7 @@ void fftInverse(const cdouble* in, cdouble* out, uint32_t count) {
 
 void fftForwardReal(const double* in, cdouble* out, uint32_t count) {
   thread_local specTable<realFftPlan> specs;
-  if (count > 0) cached(specs, std::bit_floor(count)).forward(in, out);
+  if (count > 0) cached(specs, std::bit_floor(count), selectedVariant()).forward(in, out);
 }
 
 cbuff fftForward(const cbuff& in, const cbuff& out) {

@@ -25,6 +25,6 @@ void fftInverse(const std::complex<double>* in, std::complex<double>* out, uint3
 void fftForwardReal(const double* in, std::complex<double>* out, uint32_t count);
 
 // The calling thread's plan for a power of two; allocates on the first call of a length. Valid for the thread's life.
-fftPlan& threadFftPlan(uint32_t length);
+fftPlan& threadFftPlan(uint32_t length, cpuVariant variant = selectedVariant());
 
 } // namespace larch

@@ -50,18 +50,6 @@ TEST_P(fftPlanTest, worksInPlaceOnUnalignedMemory) {
   }
 }
 
-TEST_P(fftPlanTest, splitFormIsTheForwardTransformWithItsPartsApart) {
-  for (uint32_t n = 64; n <= 8192; n *= 2) {
-    fftPlan plan(n, GetParam());
-    const auto x = noise(n, n);
-    std::vector<cdouble> out(n);
-    std::vector<double> re(n), im(n);
-    plan.forward(x.data(), out.data());
-    plan.forwardSplit(x.data(), re.data(), im.data());
-    for (uint32_t k = 0; k < n; k++) ASSERT_EQ(out[k], cdouble(re[k], im[k])) << n << ' ' << k;
-  }
-}
-
 TEST_P(fftPlanTest, singleToneFillsItsBinAlone) {
   constexpr uint32_t n = 1024, bin = 77;
   fftPlan plan(n, GetParam());
