@@ -32,7 +32,7 @@ class cwModDemod : public modDemod {
   hostText newDebug = nullptr;  // can be bound, nothing calls it
 
  private:
-  void key(bool down);
+  void key(const modDemodOwner& held, bool down);
 
   // relaxed: the transmit chain reads one word a block, and either value will do
   std::atomic<bool> keyDown_{false};

@@ -21,6 +21,8 @@ endforeach()
 foreach(source ${boundary_tests})
   get_filename_component(name ${source} NAME_WE)
   add_dependencies(larch-boundary-${name} larchloop)
+  target_compile_definitions(larch-boundary-${name} PRIVATE LARCH_SOURCE_FOLDER="${CMAKE_CURRENT_SOURCE_DIR}"
+                             LARCH_BINARY_FOLDER="${CMAKE_BINARY_DIR}")
 endforeach()
 
 # includes point down the house only
