@@ -26,9 +26,11 @@ cpuVariant selectedVariant(); // rt, any thread
 #if defined(__clang__)
 #define LARCH_UNROLL
 #define LARCH_FUSE
+#define LARCH_UNROLL_LOOP _Pragma("unroll")
 #else
 #define LARCH_UNROLL , optimize("O3")
 #define LARCH_FUSE , optimize("O3", "fp-contract=fast")
+#define LARCH_UNROLL_LOOP _Pragma("GCC unroll 64") // -O3 alone stops at 16 turns
 #endif
 #define LARCH_BASELINE __attribute__((noinline LARCH_UNROLL))
 #if defined(__x86_64__)

@@ -101,6 +101,16 @@ template <int V> LARCH_INLINE void splitPairs(vec<V> a, vec<V> b, vec<V>& even, 
   }
 }
 
+// Complex numbers `shift` and following of two neighbouring vectors of 4; shift 0 to 3, known at compile time after unrolling.
+LARCH_INLINE vec<8> joined(vec<8> low, vec<8> high, int shift) {
+  switch (shift) {
+  case 1: return __builtin_shufflevector(low, high, 2, 3, 4, 5, 6, 7, 8, 9);
+  case 2: return __builtin_shufflevector(low, high, 4, 5, 6, 7, 8, 9, 10, 11);
+  case 3: return __builtin_shufflevector(low, high, 6, 7, 8, 9, 10, 11, 12, 13);
+  default: return low;
+  }
+}
+
 template <int V> LARCH_INLINE vec<V> broadcast(double x) { return x - vec<V>{}; }
 template <int V> LARCH_INLINE vec<V> alternate(double even, double odd) {
   vec<V> result{};
