@@ -7,7 +7,7 @@ void microphoneDelay::setEnabled(bool on) {
   enabled_ = on;
   full_ = false;
   position_ = 0;
-  recording_ = buff<float>(on ? length : 0);
+  recording_ = buff<float>(on ? length : 0, 0.0f);
 }
 
 void microphoneDelay::fill(const buff<float>& mic, const std::function<void(const buff<float>&)>& read) {
