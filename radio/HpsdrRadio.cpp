@@ -220,8 +220,10 @@ void HpsdrRadio::rxTurn() {
     return;
   }
   arrival[static_cast<std::size_t>(slot)] = time;
-  // The closure fits std::function's inline storage; this thread keeps the object.
-  queueSeqProcess(seqTask([this, slot] { handleRxPacketRIO(slot); }, "handleRxPacketRIO"));
+  const auto handler = [this, slot] { handleRxPacketRIO(slot); }; // this thread keeps the object
+  using closure = std::remove_const_t<decltype(handler)>;
+  static_assert(sizeof(closure) <= 2 * sizeof(void*) && std::is_trivially_copyable_v<closure>, "std::function would allocate");
+  queueSeqProcess(seqTask(handler, "handleRxPacketRIO"));
 }
 
 } // namespace larch

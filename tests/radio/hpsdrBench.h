@@ -121,6 +121,7 @@ struct hpsdrBench {
     auto v = keptByCore(std::make_shared<vtrx>(std::make_shared<syncTask>(pool)));
     v->vfo.set(vfo);
     radio->transmitter = v;
+    keyed = v;
     return v;
   }
 
@@ -128,6 +129,7 @@ struct hpsdrBench {
   std::shared_ptr<syncTask> group;
   plainPeer peer;
   std::shared_ptr<openRadio> radio;
+  std::shared_ptr<vtrx> keyed; // the radio holds it weakly
 };
 
 // A datagram from the radio.
