@@ -4,7 +4,6 @@
 #include "runtime/log.h"
 #include "transceiver/vtrx.h"
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 namespace larch {
@@ -49,8 +48,7 @@ void HpsdrRadio::sendcommandcontrol(const cbuff& block) {
     logError("scc no tx buffers");
     return;
   }
-  uint8_t* datagram = transport.sendDataArea(slot);
-  std::memset(datagram, 0, datagramBytes);
+  uint8_t* datagram = transport.sendDataArea(slot); // every byte is written below
   const bool edge = ptt.value != lastPtt;
   if (edge) {
     registerIndex = 0;
