@@ -27,3 +27,11 @@ endforeach()
 
 # includes point down the house only
 add_test(NAME house.arrowsPointDown COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check-arrows)
+
+# the program larch against the simulated radio, each behaviour a test
+file(STRINGS tests/host/larchProgramTest.py larch_program_tests REGEX "    def test_")
+foreach(line ${larch_program_tests})
+  string(REGEX REPLACE ".*def (test_[a-z0-9_]+).*" "\\1" name "${line}")
+  add_test(NAME host.larchProgram.${name} COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/tests/host/larchProgramTest.py ${CMAKE_BINARY_DIR} ${name})
+  set_tests_properties(host.larchProgram.${name} PROPERTIES LABELS host TIMEOUT 300 ENVIRONMENT "${LARCH_TEST_ENV}")
+endforeach()
