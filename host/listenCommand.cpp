@@ -95,19 +95,21 @@ class session {
     if (picture) term = std::make_unique<terminal>();
     screen view(terminal::trueColour(), unicode());
     started_ = lastFrame_ = clock::now();
-    auto next = started_ + (picture ? picturePause : linePause);
+    auto nextPicture = started_ + picturePause, nextLine = started_ + linePause;
     while (!stopWanted && !quit_ && !timeIsUp()) {
       station_.poll();
       if (recorder_) recorder_->pump();
       watchFrames();
       if (term)
         for (keyPress k = term->readKey(); k.code != key::none; k = term->readKey()) press(k, view);
-      if (clock::now() >= next) {
-        next = std::max(next + (picture ? picturePause : linePause), clock::now());
-        if (term)
-          showPicture(*term, view);
-        else
-          showLine();
+      if (clock::now() >= nextPicture) {
+        nextPicture = std::max(nextPicture + picturePause, clock::now());
+        takeLevels();
+        if (term) showPicture(*term, view);
+      }
+      if (!term && clock::now() >= nextLine) {
+        nextLine = std::max(nextLine + linePause, clock::now());
+        showLine();
       }
       std::this_thread::sleep_for(pollPause);
     }
@@ -138,19 +140,16 @@ class session {
     }
   }
 
-  std::vector<double> takeLevels() {
+  void takeLevels() {
     receiver& r = *shown_[selected_];
-    if (!r.trace.empty()) {
-      low_ = r.trace.low();
-      high_ = r.trace.high();
-      levels_ = r.trace.take();
-      picture_.addLine(levels_);
-    }
-    return levels_;
+    if (r.trace.empty()) return;
+    low_ = r.trace.low();
+    high_ = r.trace.high();
+    levels_ = r.trace.take();
+    picture_.addLine(levels_);
   }
 
   void showPicture(const terminal& term, screen& view) {
-    const auto levels = takeLevels();
     screenState state;
     state.radio = &station_;
     state.receivers.assign(shown_.begin(), shown_.end());
@@ -162,11 +161,10 @@ class session {
     if (recorder_)
       state.message += fmt::format("  IQ {:.0f} s{}", static_cast<double>(recorder_->samples()) / 48000,
                                    recorder_->failed() ? " DISK FULL?" : "");
-    term.show(view.draw(state, levels, low_, high_, term.columns(), term.rows()));
+    term.show(view.draw(state, levels_, low_, high_, term.columns(), term.rows()));
   }
 
   void showLine() {
-    const auto levels = takeLevels();
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(clock::now() - started_).count();
     std::string line = fmt::format("{:4} s", seconds);
     for (const receiver* r : shown_)
@@ -175,7 +173,7 @@ class session {
     line += fmt::format("  ADC {:.1f} dBFS{}  breaks {}", station_.adcPeak_dBFS(), station_.adcOverload() ? " OVERLOAD" : "",
                         station_.sequenceBreaks());
     if (recorder_) line += fmt::format("  IQ {:.0f} s", static_cast<double>(recorder_->samples()) / 48000);
-    const auto peaks = strongest(levels, low_, high_, peakAbove_dB, peakApart, peaksShown);
+    const auto peaks = strongest(levels_, low_, high_, peakAbove_dB, peakApart, peaksShown);
     if (!peaks.empty()) line += "  strongest";
     for (const auto& p : peaks) line += fmt::format(" {} {:.0f}", megahertzText(std::llround(p.frequency)), p.level_dBm);
     fmt::print("{}\n", line);

@@ -6,6 +6,7 @@ namespace larchhost {
 namespace {
 
 constexpr double belsToDecibels = 10.0;
+constexpr double windowLoss_dB = 11.339; // coherent gain of the seven-term window, 0.27105
 
 } // namespace
 
@@ -23,7 +24,10 @@ void spectrumTrace::add(std::span<const float> frame, double low, double high) {
 
 std::vector<double> spectrumTrace::take() {
   std::vector<double> levels(sum_.size());
-  for (size_t i = 0; i < levels.size(); i++) levels[i] = belsToDecibels * sum_[i] / std::max(frames_, 1);
+  for (size_t i = 0; i < levels.size(); i++) {
+    const double mean = belsToDecibels * sum_[i] / std::max(frames_, 1);
+    levels[i] = mean > noData_dBm ? mean + windowLoss_dB : noData_dBm;
+  }
   std::fill(sum_.begin(), sum_.end(), 0.0);
   frames_ = 0;
   return levels;

@@ -8,7 +8,8 @@ namespace larchhost {
 
 constexpr double noData_dBm = -200.0; // the core's mark for a point without data
 
-// Frames hold bels of power; here levels are dBm as the core scales them: full scale of the receiver's input is +10 dBm.
+// Frames hold bels of power behind a window that takes 11.34 dB off a carrier; here levels are dBm such that a carrier reads as
+// on the S-meter: full scale of the receiver counts as +10 dBm.
 class spectrumTrace {
  public:
   void add(std::span<const float> frame, double low, double high); // Hz at the frame's ends

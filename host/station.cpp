@@ -126,10 +126,17 @@ template <size_t n> void station::bindReceiver(vtrx* handle) {
     agc_release(gain);
   });
   vtrx_bindnewSpectrum(handle, [](floatArray* frame, double low, double high, int32_t) {
-    only->receivers_[n]->trace.add({floatArray_data(frame), static_cast<size_t>(floatArray_size(frame))}, low, high);
-    only->framesSeen_++;
-    floatArray_delete(frame);
+    only->takeFrame(*only->receivers_[n], frame, low, high);
   });
+}
+
+// A point shows what lies one bin of the receiver's stream above its frequency; the trace has it where it belongs.
+void station::takeFrame(receiver& r, floatArray* frame, double low, double high) {
+  const auto size = static_cast<size_t>(floatArray_size(frame));
+  const double bin = (high - low) / static_cast<double>(std::max<size_t>(size, 1)) * std::min(r.zoom, 1.0);
+  r.trace.add({floatArray_data(frame), size}, low + bin, high + bin);
+  framesSeen_++;
+  floatArray_delete(frame);
 }
 
 void station::configure(receiver& r) {
@@ -177,7 +184,10 @@ void station::setMuted(receiver& r, bool muted) {
   r.muted = muted;
   vtrx_setmuted(r.handle, muted);
 }
-void station::setZoom(receiver& r, double zoom) { vtrx_setspecZoom(r.handle, zoom); }
+void station::setZoom(receiver& r, double zoom) {
+  r.zoom = zoom;
+  vtrx_setspecZoom(r.handle, zoom);
+}
 void station::setGain(int32_t gain_dB) {
   settings_.gain_dB = std::clamp(gain_dB, settings_.board.minGain_dB, settings_.board.maxGain_dB);
   HpsdrRadio_setrxGain(radio_, settings_.gain_dB);

@@ -25,6 +25,7 @@ struct receiver {
   bool recording = false;   // the silent one that feeds the IQ recorder
   int32_t audioDevice = -2; // -2: the system's default
   bool muted = false;
+  double zoom = 1;
 
   vtrx* handle = nullptr;
   modDemod* demodulator = nullptr; // a handle of the mode's class; all handles have one form
@@ -75,6 +76,7 @@ class station {
 
  private:
   template <size_t n> void bindReceiver(vtrx* handle);
+  void takeFrame(receiver& r, floatArray* frame, double low, double high);
   void adopt(vtrx* handle); // the next receiver that waits for its handle
   void configure(receiver& r);
   void showFilter(receiver& r);
