@@ -1,21 +1,8 @@
 // The signal path of the sound streams takes no memory.
 #include "audio/audioInputRef.h"
 #include "audio/audioOutputStream.h"
-#include <cstdlib>
+#include "tests/support/allocationCounter.h"
 #include <gtest/gtest.h>
-#include <new>
-
-namespace {
-thread_local int64_t allocations = 0;
-}
-
-void* operator new(std::size_t n) {
-  allocations++;
-  if (void* p = std::malloc(n ? n : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 using namespace larch;
 
@@ -30,12 +17,12 @@ TEST(audioAllocationTest, chunksAndCallbacksTakeNoMemory) {
   buff<float> chunk(512, 0.5f), heard(126);
   float stereo[512];
   out.keyA.exchange(true);
-  const int64_t before = allocations;
+  const int64_t before = test::allocationsOfThisThread();
   for (int i = 0; i < 200; i++) {
     out.write(chunk, i % 2 == 0);
     out.play(stereo, 256, i * 256 / 48000.0);
     list.entries[1]->record(chunk.data, 512);
     in.readMicrophone(heard);
   }
-  EXPECT_EQ(allocations - before, 0);
+  EXPECT_EQ(test::allocationsOfThisThread() - before, 0);
 }
