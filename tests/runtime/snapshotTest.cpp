@@ -28,6 +28,17 @@ TEST(snapshotTest, oldValuesAreFreed) {
   EXPECT_EQ(token.use_count(), 1);
 }
 
+TEST(snapshotTest, oldValueIsFreedHoweverOftenItWasRead) {
+  for (const int reads : {65535, 65536, 65537, 200000}) {
+    auto token = std::make_shared<int>(1);
+    snapshot<std::shared_ptr<int>> s(token);
+    for (int i = 0; i < reads; i++) s.load();
+    EXPECT_EQ(token.use_count(), 2);
+    s.publish(nullptr);
+    EXPECT_EQ(token.use_count(), 1) << reads;
+  }
+}
+
 TEST(snapshotTest, readersSeeWholeValuesWhileAnotherThreadPublishes) {
   snapshot<std::string> text(std::string(100, 'a'));
   std::atomic<bool> stop{false};
