@@ -43,8 +43,9 @@ endmacro()
 
 # label: the folder
 function(larch_discover target label)
+  string(REPLACE ";" "\\\\\\\\\\\\\\;" environment "${LARCH_TEST_ENV}")   # one property of several variables through two lists
   gtest_discover_tests(${target} TEST_PREFIX ${label}. DISCOVERY_MODE PRE_TEST
-                       PROPERTIES LABELS ${label} TIMEOUT 300 SKIP_REGULAR_EXPRESSION "\\[  SKIPPED \\]" ENVIRONMENT "${LARCH_TEST_ENV}")
+                       PROPERTIES LABELS ${label} TIMEOUT 300 SKIP_REGULAR_EXPRESSION "\\[  SKIPPED \\]" ENVIRONMENT "${environment}")
 endfunction()
 
 macro(larch_bench)
