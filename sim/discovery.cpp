@@ -5,14 +5,14 @@ namespace larch::sim {
 
 namespace {
 constexpr boardProfile boards[] = {
-    {"metis", 0, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768},
-    {"hermes", 1, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768},
-    {"hermes2", 2, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768},
-    {"angelia", 4, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768},
-    {"orion", 5, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768},
-    {"hermeslite", 6, 32, 0, false, 73728000, 2, gainForm::liteFirst, 2048},
-    {"hermeslite2", 6, 72, 8, true, 76800000, 4, gainForm::liteSecond, 2048},
-    {"orion2", 10, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768},
+    {"metis", 0, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768, 1},
+    {"hermes", 1, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768, 1},
+    {"hermes2", 2, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768, 1},
+    {"angelia", 4, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768, 1},
+    {"orion", 5, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768, 1},
+    {"hermeslite", 6, 32, 0, false, 73728000, 2, gainForm::liteFirst, 2048, 1.0 / 16},
+    {"hermeslite2", 6, 72, 8, true, 76800000, 4, gainForm::liteSecond, 2048, 1.0 / 16},
+    {"orion2", 10, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768, 1},
 };
 constexpr size_t defaultIndex = 6;
 constexpr size_t macAt = 3, firmwareAt = 9, boardAt = 10, receiversAt = 19, minorFirmwareAt = 21;

@@ -27,6 +27,7 @@ struct boardProfile {
   int receivers;         // hardware receivers
   gainForm gain;         //
   int widebandFullScale; // wideband sample value of a full-scale ADC reading
+  double iqFullScale;    // share of the 24 bits of an IQ word that it fills: a 12-bit converter in a 16-bit chain fills a sixteenth
 };
 
 std::span<const boardProfile> boardProfiles();

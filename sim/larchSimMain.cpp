@@ -118,6 +118,7 @@ void printEnd(const protocol1Radio& radio) {
 int play(settings& s, const sigset_t& ends) {
   s.radio.board = findBoard(s.board);
   s.radio.gainMatters = !s.gainOff;
+  s.radio.iqFullScale = s.radio.board->iqFullScale;
   const std::shared_ptr<bandScene> scene = makeScene(s.scene);
   if (s.noiseGiven) scene->setNoise(s.noise_dBFS);
   protocol1Radio radio(s.radio, scene);

@@ -55,6 +55,19 @@ void protocol1Stream::renderAll(size_t samples) {
     if (samplesOf[r].size() < samples) samplesOf[r].resize(samples);
     converters[r].tune({settings.rxFrequency_Hz[r] * speed, clock.trueRate_Hz(), clock_Hz * speed});
     converters[r].render(clock.trueTime_s(), factor, samplesOf[r].data(), samples);
+    if (built.iqFullScale != 1) shrink(samplesOf[r].data(), samples);
+  }
+}
+
+// The converter clips first; then its reading fills only a share of the word.
+void protocol1Stream::shrink(std::complex<double>* z, size_t samples) {
+  for (size_t i = 0; i < samples; ++i) {
+    const std::complex<double> full(std::clamp(z[i].real(), -1.0, 1.0), std::clamp(z[i].imag(), -1.0, 1.0));
+    if (full != z[i]) {
+      ++made.clipped;
+      overloadSeen = true;
+    }
+    z[i] = full * built.iqFullScale;
   }
 }
 

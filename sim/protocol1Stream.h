@@ -52,6 +52,7 @@ class protocol1Stream {
   void makeIq(size_t index, size_t samples, std::vector<outgoingDatagram>& out);
   void makeWideband(double start_s, std::vector<outgoingDatagram>& out);
   void renderAll(size_t samples);
+  void shrink(std::complex<double>* z, size_t samples);
 
   radioOptions built;
   double clock_Hz;

@@ -23,6 +23,7 @@ struct radioOptions {
 
   double widebandBlocks_perSecond = 20; // of 4 datagrams, in radio time; 0: none
   int widebandFullScale = 0;            // 0: the board's
+  double iqFullScale = 1;               // share of the 24 bits that a full converter reading fills; larch-sim takes the board's
 
   bool sayReceiverCount = false; // the third sync byte of each frame is the receiver count less one, not 7F
   size_t receiverCountLag = 0;   // datagrams that still go out with the old count after the host changed it
