@@ -35,3 +35,17 @@ foreach(line ${larch_program_tests})
   add_test(NAME host.larchProgram.${name} COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/tests/host/larchProgramTest.py ${CMAKE_BINARY_DIR} ${name})
   set_tests_properties(host.larchProgram.${name} PROPERTIES LABELS host TIMEOUT 300 ENVIRONMENT "${LARCH_TEST_ENV}")
 endforeach()
+
+# the host that ends while everything runs
+add_executable(larch-exit-child tests/boundary/exitChild.cpp)
+target_link_libraries(larch-exit-child PRIVATE larchflags larchlib)
+add_dependencies(larch-exit-child larchloop)
+if(TARGET larch-boundary-exitTest)
+  add_dependencies(larch-boundary-exitTest larch-exit-child)
+endif()
+
+# the library as it is installed
+add_test(NAME install.aHostBuildsAgainstTheInstalledTree
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tests/install/installTest ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_BINARY_DIR} ${LARCH_SANITIZE})
+set_tests_properties(install.aHostBuildsAgainstTheInstalledTree PROPERTIES LABELS install TIMEOUT 300 SKIP_RETURN_CODE 77
+                     ENVIRONMENT "${LARCH_TEST_ENV}")

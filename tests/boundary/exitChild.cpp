@@ -1,0 +1,114 @@
+// A host that ends while everything runs: sets up what it is told, says "ready", and ends in the way that it is told.
+//
+//   larch-exit-child HOW LOG LOGMODE [RADIO]
+//
+// HOW: return, exit, thread (exit from a second thread while the first one polls), callback (exit inside a poll), quit (exit
+// without ever having polled), wait (until a signal ends it). RADIO: address of a Protocol 1 radio, which then streams into a
+// transceiver with sound devices; without one a transceiver runs by itself.
+#include "tests/boundary/testHost.h"
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+
+using namespace testHost;
+
+namespace {
+
+struct {
+  HpsdrRadio* radio = nullptr;
+  vtrx* transceiver = nullptr;
+  ssbModDemod* mode = nullptr;
+  Wireless* sound = nullptr;
+  PskModDemod* scanner = nullptr;
+  floatArray* lastFrame = nullptr;
+} kept; // handles that nobody gives back
+std::atomic<int> frames{0};
+bool endInCallback = false;
+
+void keepFrame(floatArray* frame, double, double, int32_t) {
+  floatArray_delete(kept.lastFrame);
+  kept.lastFrame = frame;
+  frames++;
+}
+void receive(vtrx* h) {
+  kept.transceiver = h;
+  kept.mode = ssbModDemod_create();
+  vtrx_bindnewSpectrum(h, keepFrame);
+  vtrx_bindsignalStrength(h, [](double) {
+    if (!endInCallback) return;
+    std::puts("ready");
+    std::exit(0);
+  });
+  vtrx_setModulation(h, reinterpret_cast<modDemod*>(kept.mode));
+  vtrx_setRxFilter(h, 300, 2700);
+  vtrx_setforegroundDisplay(h, true);
+  modDemod_setrnnoise(reinterpret_cast<modDemod*>(kept.mode), true);
+  vtrx_start(h);
+}
+
+void openRadio(const char* address) {
+  kept.radio = HpsdrRadio_create();
+  auto* radio = reinterpret_cast<Radio*>(kept.radio);
+  HpsdrRadio_setipAddress(kept.radio, address);
+  Radio_setSampleRate(radio, 192000);
+  Radio_bindvtrxAdded(radio, [](vtrx* h, int32_t, int32_t) { receive(h); });
+  Radio_addVtrx(radio, 7100000, 0);
+  Radio_start(radio);
+}
+
+bool pollUntilRunning(bool withRadio) {
+  return pollUntil([withRadio] {
+    getRenderUpdates();
+    return !withRadio || frames > 3;
+  });
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 4) return 2;
+  const std::string how = argv[1];
+  init(argv[2], std::atoi(argv[3]));
+  kept.sound = Wireless_create();
+  Wireless_Init(kept.sound);
+  kept.scanner = PskModDemod_create();
+  const bool withRadio = argc > 4;
+  if (withRadio) {
+    openRadio(argv[4]);
+  } else {
+    vtrx* h = vtrx_create();
+    vtrx_setaudioInput(h, 1); // the first real device, where there is one
+    receive(h);
+    if (!settle(h)) return 3;
+  }
+  if (how == "quit") {
+    std::puts("ready");
+    std::exit(0);
+  }
+  endInCallback = how == "callback" && withRadio;
+  if (!pollUntilRunning(withRadio)) return 4;
+  if (how == "callback") {
+    if (withRadio) return pollUntil([] { return false; }) ? 0 : 5; // ends inside
+    asyncObject_bindEcho(base(kept.scanner), [](int32_t) {
+      std::puts("ready");
+      std::exit(0);
+    });
+    asyncObject_Ping(base(kept.scanner), 1);
+    return pollUntil([] { return false; }) ? 0 : 5;
+  }
+  asyncObject_release(asyncObject_create()); // an error line, and with it all lines are in the file
+  while (contents(argv[2]).find("bad_function_call") == std::string::npos) getUpdates();
+  std::puts("ready");
+  std::fflush(stdout);
+  if (how == "thread") {
+    std::thread([] { std::exit(0); }).detach();
+  }
+  if (how == "thread" || how == "wait") {
+    for (;;) {
+      getUpdates();
+      getRenderUpdates();
+    }
+  }
+  if (how == "exit") std::exit(0);
+  return 0;
+}
