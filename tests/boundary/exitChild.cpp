@@ -34,6 +34,8 @@ void receive(vtrx* h) {
   kept.transceiver = h;
   kept.mode = ssbModDemod_create();
   vtrx_bindnewSpectrum(h, keepFrame);
+  vtrx_bindaudioOutput(h, [](int32_t device) { std::printf("output %d\n", device); });
+  vtrx_bindaudioInput(h, [](int32_t device) { std::printf("input %d\n", device); });
   vtrx_bindsignalStrength(h, [](double) {
     if (!endInCallback) return;
     std::puts("ready");

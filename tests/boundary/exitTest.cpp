@@ -24,6 +24,10 @@ std::string endOf(const std::string& how, int signalNumber, const std::string& r
   if (!radio.empty()) command.push_back(radio);
   childProcess child(command, {"ALSA_CONFIG_PATH=" LARCH_BINARY_FOLDER "/asound.conf"});
   if (!child.waitFor("ready", patience)) return "not ready: " + child.output() + contents(log);
+  if (!radio.empty() &&
+      (child.output().find("output -1") != std::string::npos || child.output().find("input 0") != std::string::npos)) {
+    return "no sound device: " + child.output();
+  }
   if (signalNumber != 0) child.signal(signalNumber);
   const int status = child.end(patience);
   const std::string lines = contents(log);
