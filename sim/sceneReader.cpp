@@ -1,4 +1,5 @@
 #include "sim/sceneReader.h"
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -88,7 +89,7 @@ std::string besideScene(const std::string& folder, const std::string& file) {
 std::shared_ptr<signalSource> makeSpeech(double frequency, double level, sideband side, wordSet& set, const std::string& folder) {
   const std::string file = set.take("file", std::string()), text = set.take("text", std::string());
   const std::string voice = set.take("voice", std::string("en"));
-  const auto speed = static_cast<int>(set.take("speed", 160.0));
+  const auto speed = static_cast<int>(std::clamp(set.take("speed", 160.0), 80.0, 450.0));
   const double pause = set.take("pause", 2.0);
   if (file.empty() == text.empty()) throw std::runtime_error("speech needs file= or text=");
   const wavData audio = file.empty() ? speech(text, voice, speed) : readWav(besideScene(folder, file));

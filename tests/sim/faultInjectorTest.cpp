@@ -35,11 +35,11 @@ TEST(faultInjectorTest, losesRepeatsReordersAndDelaysByNumber) {
   plan.loseAt = {1};
   plan.repeatAt = {2};
   plan.reorderAt = {4};
-  plan.delayAt = {6};
+  plan.delayAt = {7};
   plan.delayBy = 3;
   faultInjector injector;
   injector.setPlan(plan);
-  EXPECT_EQ(passed(injector, 12), (list{0, 2, 2, 3, 5, 4, 7, 8, 9, 6, 10, 11}));
+  EXPECT_EQ(passed(injector, 12), (list{0, 2, 2, 3, 5, 4, 6, 8, 9, 10, 7, 11}));
   EXPECT_EQ(injector.counts().lost, 1u);
   EXPECT_EQ(injector.counts().delayed, 1u);
 }

@@ -563,6 +563,31 @@ TEST(protocol1RadioTest, runsByItselfAtItsOwnPace) {
   s.radio->stop();
 }
 
+TEST(protocol1RadioTest, mayBeToldAndAskedWhileItRuns) {
+  station s;
+  s.radio->run();
+  s.begin(3, 1, {7100000});
+  s.radio->onRegister([](const registerWrite&) {});
+  uint64_t seen = 0;
+  for (int i = 0; i < 200; ++i) {
+    const auto carrier = s.scene->addCarrier(7100000 + i, -60);
+    s.scene->setNoise(-150 + i % 10);
+    s.radio->setClockError_ppm(i);
+    s.radio->setSilent(i % 2 == 0);
+    s.radio->setAdcInput(0, {-1.0 * i, 0});
+    s.radio->setFaults({});
+    s.host.registers(command(4, 0), command(5, static_cast<uint8_t>(i)));
+    seen = std::max(seen, s.radio->report().iqSent);
+    EXPECT_GE(s.radio->registers().frames(), 1u);
+    s.radio->clearRecords();
+    s.scene->remove(carrier);
+    s.host.receiveAll();
+  }
+  EXPECT_TRUE(s.radio->waitUntil([&](const radioReport& r) { return r.iqSent > seen && r.dataReceived == 202; }));
+  s.radio->stop();
+  s.radio->stop(); // once more does no harm
+}
+
 TEST(protocol1RadioTest, radiosRunSideBySideOnOnePort) {
   std::vector<std::unique_ptr<protocol1Radio>> radios;
   for (int i = 0; i < 5; ++i) radios.push_back(protocol1Radio::onFreeLoopback());

@@ -121,6 +121,19 @@ TEST(speechSourceTest, aToneComesOutOnItsSidebandAlone) {
   }
 }
 
+TEST(speechSourceTest, anOddZoneTurnsTheSidebandRound) {
+  wavData audio{16000, 1, {}};
+  for (int n = 0; n < 32000; ++n) audio.samples.push_back(static_cast<float>(std::sin(2 * M_PI * 1000 * n / 16000)));
+  auto scene = std::make_shared<bandScene>();
+  scene->add(std::make_shared<speechSource>(69700000, -30, sideband::upper, audio)); // 76.8 - 69.7 = 7.1
+  sceneReceiver receiver(scene, 1);
+  receiver.tune({7100000, 48000, 76800000});
+  samples out(48000);
+  receiver.render(0.5, 1, out.data(), out.size());
+  EXPECT_NEAR(dB(dftAt(out, 1000, 48000)), -30, 1.5); // the tone lies at 7.099 MHz: positive on the wire
+  EXPECT_LT(dB(dftAt(out, -1000, 48000)), -100);
+}
+
 TEST(speechSourceTest, pausesAndRepeats) {
   wavData audio{8000, 1, std::vector<float>(8000)};
   for (size_t n = 0; n < 8000; ++n)
