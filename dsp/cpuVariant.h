@@ -36,7 +36,11 @@ cpuVariant selectedVariant(); // rt, any thread
 #if defined(__x86_64__)
 #define LARCH_X86 1
 #define LARCH_AVX2 __attribute__((noinline, target("avx2,fma") LARCH_FUSE))
+#define LARCH_AVX2_INLINE inline __attribute__((always_inline, target("avx2,fma")))
 #define LARCH_AVX512 __attribute__((noinline, target("avx512f,avx512dq,avx512vl,avx512bw,avx2,fma") LARCH_FUSE))
+// Where a result must not depend on the variant: nothing is fused.
+#define LARCH_AVX2_EXACT __attribute__((noinline, target("avx2") LARCH_UNROLL))
+#define LARCH_AVX512_EXACT __attribute__((noinline, target("avx512f,avx512dq,avx512vl,avx512bw,avx2") LARCH_UNROLL))
 #else
 #define LARCH_X86 0
 #endif

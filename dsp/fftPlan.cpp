@@ -1,9 +1,7 @@
 #include "dsp/fftPlan.h"
-#include "dsp/alignedMemory.h"
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <new>
 #include <utility>
 
 namespace larch {
@@ -45,15 +43,6 @@ void fillMiddleTurns(double* turns, int n, int radix) {
 }
 
 } // namespace
-
-void alignedDoublesFree::operator()(double* p) const { alignedFree(p); }
-
-alignedDoubles makeAlignedDoubles(std::size_t count) {
-  auto* p = static_cast<double*>(alignedAllocate((count + 1) / 2));
-  if (!p) throw std::bad_alloc();
-  std::memset(p, 0, count * sizeof(double));
-  return alignedDoubles(p);
-}
 
 cdouble turnOf(uint64_t k, uint64_t n) {
   k = k % n * 8;

@@ -1,20 +1,13 @@
 // One prepared complex transform of a power of two: tables, work memory and the passes of an instruction set.
 #pragma once
+#include "dsp/alignedDoubles.h"
 #include "dsp/cpuVariant.h"
 #include "dsp/fftKernels.h"
 #include <complex>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace larch {
-
-struct alignedDoublesFree {
-  void operator()(double* p) const;
-};
-// Doubles at 64-byte alignment, cleared.
-using alignedDoubles = std::unique_ptr<double[], alignedDoublesFree>;
-alignedDoubles makeAlignedDoubles(std::size_t count);
 
 // cos and -sin of 2πk/n, to the last bits for any k and n.
 std::complex<double> turnOf(uint64_t k, uint64_t n);

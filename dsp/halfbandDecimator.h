@@ -1,9 +1,9 @@
 // Mixer and chain of halfband decimators by powers of two.
 #pragma once
 #include "dsp/buff.h"
+#include "dsp/alignedDoubles.h"
 #include "dsp/cpuVariant.h"
 #include "dsp/decimatorKernels.h"
-#include "dsp/fftPlan.h"
 #include <complex>
 #include <cstdint>
 #include <vector>
