@@ -110,6 +110,7 @@ void printEnd(const protocol1Radio& radio) {
   const problemLog problems = radio.problems();
   fmt::print("sent {} iq and {} wideband datagrams, received {}; longest gap between the host's {:.1f} ms; problems: {}\n",
              r.iqSent, r.widebandSent, r.dataReceived, r.longestGap_ms, problems.summary());
+  if (r.stalls > 0) fmt::print("this machine was too busy {} times to send in time\n", r.stalls);
   constexpr size_t shown = 10;
   const auto& latest = problems.latest();
   for (size_t i = latest.size() > shown ? latest.size() - shown : 0; i < latest.size(); ++i) fmt::print("  {}\n", latest[i]);
