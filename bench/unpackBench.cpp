@@ -57,7 +57,21 @@ void registerShape(const std::string& name, std::size_t receivers, std::size_t s
   });
 }
 
+// Eight samples by a variant and 32 by code of the baseline behind it: dear when the variant leaves the vector registers' upper
+// halves in use.
+void thenPlainCode(benchmark::State& state, cpuVariant variant) {
+  const auto bytes = bytesOf(1024);
+  std::vector<cdouble> out(64);
+  for (auto _ : state) {
+    unpackIq(bytes.data(), 6, scale, false, out.data(), 8, variant);
+    plainLoop(bytes.data(), 6, scale, reinterpret_cast<double*>(out.data()), 32);
+    benchmark::ClobberMemory();
+  }
+  reportSamples(state, 40, rate);
+}
+
 const bool registered = [] {
+  registerVariants("unpack/thenPlainCode", thenPlainCode);
   registerShape("unpack/contiguous238", 1, 6, 238);
   for (std::size_t receivers : {1u, 2u, 4u, 8u}) {
     const std::size_t step = 6 * receivers + 2;

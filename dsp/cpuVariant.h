@@ -21,7 +21,8 @@ cpuVariant selectedVariant(); // rt, any thread
 
 // Entry points of kernels: one always-inline template over the vector width, compiled for a target by these attributes and
 // allowed to fuse multiplications and additions. A file is never compiled with -mavx2 as a whole: the linker could keep its copy
-// of an inline function that others share.
+// of an inline function that others share. An entry point calls nothing: g++ 12 leaves vzeroupper out before a tail call out of a
+// targeted function, which then costs 150 ns (bench/unpackBench, thenPlainCode, would show it).
 #define LARCH_INLINE inline __attribute__((always_inline))
 #if defined(__clang__)
 #define LARCH_UNROLL

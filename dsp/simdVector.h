@@ -118,14 +118,4 @@ template <int V> LARCH_INLINE vec<V> alternate(double even, double odd) {
   return result;
 }
 
-// g++ 12 leaves vzeroupper out before a tail call out of a targeted function, which costs 150 ns in the callee: entry points that
-// may end in a call use this first.
-LARCH_INLINE void clearUpperHalves() {
-#if LARCH_X86
-  asm volatile("vzeroupper" ::
-                   : "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7", "xmm8", "xmm9", "xmm10", "xmm11", "xmm12",
-                     "xmm13", "xmm14", "xmm15");
-#endif
-}
-
 } // namespace larch::simd

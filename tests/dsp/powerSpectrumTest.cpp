@@ -140,6 +140,17 @@ TEST_P(powerSpectrumTest, everySpanFollowsTheRule) {
   }
 }
 
+TEST_P(powerSpectrumTest, bandEndsBeforeItsUpperEnd) {
+  const powerSpectrum::band b{0, 2048, 100, 2000, 2048}; // point i stands for i hertz
+  expectBins(b);
+  powerSpectrum spectrum(GetParam());
+  spectrum.setBand(b);
+  EXPECT_FALSE(spectrum.isInside(99));
+  EXPECT_TRUE(spectrum.isInside(100));
+  EXPECT_TRUE(spectrum.isInside(1999));
+  EXPECT_FALSE(spectrum.isInside(2000));
+}
+
 TEST_P(powerSpectrumTest, newBandReplacesTheOldOne) {
   const auto bins = noise(points, 10);
   powerSpectrum used(GetParam()), fresh(GetParam());

@@ -58,7 +58,7 @@ TEST_P(sampleUnpackTest, frameGivesEachReceiverItsOwnSamples) {
   for (std::size_t receivers = 1; receivers <= 8; receivers++) {
     const std::size_t step = 6 * receivers + 2;
     for (uint64_t count : {uint64_t{0}, uint64_t{1}, 504 / step}) {
-      const wire in(count * step);
+      const wire in(count > 0 ? (count - 1) * step + 6 * receivers : 0);
       std::vector<std::vector<cdouble>> out(receivers, std::vector<cdouble>(count));
       std::vector<iqTarget> targets;
       for (std::size_t r = 0; r < receivers; r++) targets.push_back({out[r].data(), r % 3 == 1});
