@@ -49,3 +49,8 @@ add_test(NAME install.aHostBuildsAgainstTheInstalledTree
          COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tests/install/installTest ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_BINARY_DIR} ${LARCH_SANITIZE})
 set_tests_properties(install.aHostBuildsAgainstTheInstalledTree PROPERTIES LABELS install TIMEOUT 300 SKIP_RETURN_CODE 77
                      ENVIRONMENT "${LARCH_TEST_ENV}")
+
+# the guide's example, as a reader would build it
+add_test(NAME install.theExampleReceives COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/tests/install/exampleTest.py
+         ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_BINARY_DIR} ${LARCH_SANITIZE})
+set_tests_properties(install.theExampleReceives PROPERTIES LABELS install TIMEOUT 300 ENVIRONMENT "${LARCH_TEST_ENV}")
