@@ -1,4 +1,5 @@
 #include "radio/HpsdrRadio.h"
+#include "dsp/sampleUnpack.h"
 #include "radio/frequencyWord.h"
 #include "transceiver/vtrx.h"
 #include <cmath>
@@ -92,7 +93,7 @@ void HpsdrRadio::unpackFrame(const uint8_t* frame) {
     const uint8_t* at = frame + protocol1::sampleAreaOffset + 6 * r;
     const bool swapped = inOddZone(hwReceivers[static_cast<std::size_t>(r)].frequency, clockFrequency.value);
     const auto unpack = [&at, step, s, swapped](cbuff to) {
-      protocol1::unpackSamples(at, step, s, swapped, to.data, to.count);
+      unpackIq(at, static_cast<std::size_t>(step), s, swapped, to.data, to.count);
       at += static_cast<std::ptrdiff_t>(to.count) * step;
     };
     processRxChunk(unpack, static_cast<uint64_t>(protocol1::samplesPerFrame(receivers)), r);

@@ -34,16 +34,6 @@ constexpr const uint8_t* frameOf(const uint8_t* datagram, int frame) { return da
 // How many receivers' samples this frame holds, given the number that was asked for: the frame may say fewer. rt.
 int receiversIn(const uint8_t* frame, int asked);
 
-// One 24-bit sample, big-endian, as the upper three bytes of a 32-bit word. rt.
-inline int32_t sampleWord(const uint8_t* bytes) {
-  return static_cast<int32_t>(uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8);
-}
-// `count` samples of one receiver, I before Q, `step` bytes apart, times `scale`; swapped: real from Q, imaginary from I. rt.
-inline void unpackSamples(const uint8_t* from, int step, double scale, bool swapped, std::complex<double>* to, uint64_t count) {
-  const int first = swapped ? 3 : 0;
-  for (uint64_t i = 0; i < count; i++, from += step)
-    to[i] = {sampleWord(from + first) * scale, sampleWord(from + 3 - first) * scale};
-}
 // One sample of a wideband packet: 16 bit, little-endian, unlike everything else. rt.
 inline int16_t widebandSample(const uint8_t* datagram, int index) {
   const uint8_t* at = datagram + headBytes + 2 * index;

@@ -1,5 +1,7 @@
 // The readers of Protocol 1 over any bytes: nothing is read beyond the datagram and its slack, whatever it claims.
+#include "dsp/sampleUnpack.h"
 #include "radio/protocol1Frames.h"
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -31,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
       std::vector<std::complex<double>> out(samples);
       for (int r = 0; r < receivers; r++) {
         const uint8_t* from = frame + sampleAreaOffset + 6 * r;
-        if (samples > 0) unpackSamples(from, slotBytes(receivers), 1.0, r & 1, out.data(), samples);
+        if (samples > 0) larch::unpackIq(from, static_cast<std::size_t>(slotBytes(receivers)), 1.0, r & 1, out.data(), samples);
         for (const auto& s : out) sum += s.real() + s.imag();
       }
     }

@@ -427,8 +427,7 @@ TEST(HpsdrRadioCommandsTest, aFullSendRingIsLoggedAndTheSequenceGoesOn) {
 
 TEST(HpsdrRadioCommandsTest, withoutATransportEachDatagramIsSkippedAndLogged) {
   logCapture log;
-  auto* pool = new sothreadpool(0);
-  auto radio = keptByCore(std::make_shared<openRadio>(std::make_shared<syncTask>(pool)));
+  auto radio = keptByCore(std::make_shared<openRadio>(std::make_shared<syncTask>(handPool())));
   radio->transmit(radio->silence);
   EXPECT_TRUE(log.has("scc no tx buffers"));
   EXPECT_EQ(radio->txSequence, 0u);

@@ -16,10 +16,11 @@ using clock_ = std::chrono::steady_clock;
 
 // A radio with its receive thread; tasks run on the test's thread.
 struct startedBench {
-  explicit startedBench(const std::string& address = {}) : pool(new sothreadpool(0)) {
-    radio = keptByCore(std::make_shared<openRadio>(std::make_shared<syncTask>(pool)));
+  explicit startedBench(const std::string& address = {}) {
+    radio = keptByCore(std::make_shared<openRadio>(std::make_shared<syncTask>(handPool())));
     radio->ipAddress.set(address.empty() ? peer.text() : address);
   }
+  ~startedBench() { runAll(); }
   // The next datagram at the radio's side; a control word without its zeros.
   bytes next() {
     bytes d = peer.receive(5000);
@@ -47,13 +48,12 @@ struct startedBench {
   bool runUntil(const std::function<bool()>& condition) {
     const auto end = clock_::now() + std::chrono::seconds(10);
     while (!condition() && clock_::now() < end)
-      if (!pool->turn()) std::this_thread::yield();
+      if (!handPool()->turn()) std::this_thread::yield();
     return condition();
   }
   void fromRadio(const bytes& d) { peer.sendTo(peer.peerPort, bytes(d.begin(), d.begin() + 1032)); }
 
   plainPeer peer;
-  sothreadpool* pool;
   std::shared_ptr<openRadio> radio;
 };
 
@@ -242,7 +242,7 @@ TEST(HpsdrRadioLifecycleTest, aTurnGivesBackAllReleasedSlotsBeforeItSends) {
   for (uint32_t i = 0; i < 5; i++)
     while (b.radio->receivedCounter.load() == i) b.radio->rxTurn();
   EXPECT_EQ(b.radio->transport.outOfKernel(), 5);
-  b.run();
+  runAll();
   EXPECT_EQ(b.radio->rxSequence, 5u);
   b.radio->rxTurn();
   EXPECT_EQ(b.radio->transport.outOfKernel(), 0);

@@ -77,7 +77,7 @@ TEST(HpsdrRadioPacingTest, aKeyedTransmitterIsAskedForSamplesInstead) {
   b.radio->ptt.write(true);
   b.radio->handleDatagram(received(6, 0).data(), 0);
   EXPECT_EQ(drain(b), 0);
-  b.run(); // modulate on the transceiver's group, then transmit on the radio's
+  runAll(); // modulate on the transceiver's group, then transmit on the radio's
   const auto sent = b.sent();
   ASSERT_EQ(sent.size(), 1u);
   EXPECT_TRUE(sent[0].frame[0].mox());

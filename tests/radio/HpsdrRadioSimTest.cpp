@@ -18,7 +18,7 @@ using samples = std::vector<std::complex<double>>;
 struct simBench {
   explicit simBench(sim::radioOptions options = {}) {
     board = sim::protocol1Radio::onFreeLoopback(options, scene);
-    radio = keptByCore(std::make_shared<openRadio>(std::make_shared<syncTask>(pool)));
+    radio = keptByCore(std::make_shared<openRadio>(std::make_shared<syncTask>(handPool())));
     EXPECT_EQ(radio->transport.create(parseIpv4(board->address().c_str()), 1024), 0);
     radio->arrival.assign(1024, 0);
     radio->threadStarted = true; // turns are taken by hand
@@ -27,10 +27,10 @@ struct simBench {
     radio->clockFrequency.set(static_cast<int32_t>(options.board->clock_Hz));
     radio->HLite2Gain.set(options.board->gain == sim::gainForm::liteSecond);
   }
+  ~simBench() { runAll(); }
   void turn() {
     radio->rxTurn();
-    while (pool->turn()) {
-    }
+    runAll();
     board->poll();
   }
   bool start() {
@@ -59,7 +59,6 @@ struct simBench {
     return samples(hw.chunk.data, hw.chunk.data + std::min(count, hw.fillPosition));
   }
 
-  sothreadpool* pool = new sothreadpool(0);
   std::shared_ptr<sim::bandScene> scene = std::make_shared<sim::bandScene>();
   std::unique_ptr<sim::protocol1Radio> board;
   std::shared_ptr<openRadio> radio;
@@ -201,7 +200,7 @@ TEST(HpsdrRadioSimCONCURRENTTest, aRunningRadioStreamsWithoutABreak) {
   const auto scene = std::make_shared<sim::bandScene>();
   auto board = sim::protocol1Radio::onFreeLoopback({}, scene);
   board->run();
-  auto* pool = new sothreadpool(2);
+  static auto* pool = new sothreadpool(2); // lives as long as the process
   const auto radio = keptByCore(std::make_shared<openRadio>(std::make_shared<syncTask>(pool)));
   asyncObject& target = *radio;
   target.queueSeqProcess(seqTask(

@@ -9,6 +9,18 @@
 
 namespace larch::test {
 
+// One pool for the process, as the library has it; its tasks run where a test says so.
+inline sothreadpool* handPool() {
+  static auto* pool = new sothreadpool(0);
+  return pool;
+}
+// Runs all tasks that wait, for the groups and for the host, on this thread.
+inline void runAll() {
+  while (handPool()->turn()) {
+  }
+  handPool()->getUpdates();
+}
+
 class openRadio : public HpsdrRadio {
  public:
   using HpsdrRadio::adcPeakMeter;
@@ -80,16 +92,12 @@ inline sentDatagram readSent(const uint8_t* d) {
 }
 
 struct hpsdrBench {
-  hpsdrBench() : pool(new sothreadpool(0)), group(std::make_shared<syncTask>(pool)) {
+  hpsdrBench() : group(std::make_shared<syncTask>(handPool())) {
     radio = keptByCore(std::make_shared<openRadio>(group));
     EXPECT_EQ(radio->transport.create(peer.address(), 128), 0);
     radio->arrival.assign(128, 0);
   }
-  // Runs all tasks that wait, on this thread.
-  void run() {
-    while (pool->turn()) {
-    }
-  }
+  ~hpsdrBench() { runAll(); }
   // What went into the send ring since the last call.
   std::vector<sentDatagram> sent() {
     std::vector<sentDatagram> all;
@@ -118,14 +126,13 @@ struct hpsdrBench {
   }
   // A transceiver that keys the radio.
   std::shared_ptr<vtrx> transmitter(int32_t vfo = 7100000) {
-    auto v = keptByCore(std::make_shared<vtrx>(std::make_shared<syncTask>(pool)));
+    auto v = keptByCore(std::make_shared<vtrx>(std::make_shared<syncTask>(handPool())));
     v->vfo.set(vfo);
     radio->transmitter = v;
     keyed = v;
     return v;
   }
 
-  sothreadpool* pool; // lives as long as the process, as the library's does
   std::shared_ptr<syncTask> group;
   plainPeer peer;
   std::shared_ptr<openRadio> radio;

@@ -1,25 +1,21 @@
-// The log of one test: lines of its own file, read back.
+// The log of one test. The process has one log file, opened before any thread starts; a capture sees what came since it was made.
 #pragma once
 #include "runtime/log.h"
-#include <cstdio>
-#include <fstream>
-#include <sstream>
+#include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace larch::test {
 
 class logCapture {
  public:
-  logCapture() : path_("/tmp/larch-log-" + std::to_string(getpid()) + "-" + std::to_string(count()++)) { openLog(path_, 1); }
-  ~logCapture() {
-    openLog("/dev/null", 0);
-    std::remove(path_.c_str());
-  }
+  logCapture() : start_(size()) {}
   std::string text() const {
-    std::ostringstream all;
-    all << std::ifstream(path_).rdbuf();
-    return all.str();
+    std::string all(static_cast<std::size_t>(size() - start_), '\0');
+    const ssize_t n = pread(file, all.data(), all.size(), start_);
+    all.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
+    return all;
   }
   // how often `words` stands in the log
   int times(const std::string& words) const {
@@ -31,11 +27,20 @@ class logCapture {
   bool has(const std::string& words) const { return times(words) > 0; }
 
  private:
-  static int& count() {
-    static int n = 0;
-    return n;
+  static int openOnce() {
+    const std::string path = "/tmp/larch-log-" + std::to_string(getpid());
+    openLog(path, 1);
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    unlink(path.c_str());
+    return descriptor;
   }
-  std::string path_;
+  static off_t size() {
+    struct stat s {};
+    fstat(file, &s);
+    return s.st_size;
+  }
+  static inline const int file = openOnce();
+  off_t start_;
 };
 
 } // namespace larch::test

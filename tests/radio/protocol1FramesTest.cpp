@@ -90,30 +90,6 @@ TEST(protocol1FramesTest, bitSevenOfC0MeansNoStatus) {
   for (int c0 : {0x80, 0x85, 0x89, 0xff}) EXPECT_FALSE(readStatus(status({c0, 1, 1, 1, 1}).data()).present);
 }
 
-TEST(protocol1FramesTest, samplesAreTheUpperBytesOfAWord) {
-  const uint8_t bytes[] = {0x7f, 0xff, 0xff, 0x80, 0, 0, 0xff, 0xff, 0xff, 0, 0, 1};
-  EXPECT_EQ(sampleWord(bytes), 0x7fffff00);
-  EXPECT_EQ(sampleWord(bytes + 3), std::numeric_limits<int32_t>::min());
-  EXPECT_EQ(sampleWord(bytes + 6), -256);
-  EXPECT_EQ(sampleWord(bytes + 9), 256);
-}
-
-TEST(protocol1FramesTest, samplesAreUnpackedAtTheirStepAndSwappedOnDemand) {
-  std::vector<uint8_t> bytes(512);
-  for (std::size_t i = 0; i < bytes.size(); i++) bytes[i] = static_cast<uint8_t>(i * 37);
-  for (int step : {8, 14, 50}) {
-    for (bool swapped : {false, true}) {
-      sample out[10];
-      unpackSamples(bytes.data(), step, 2.0, swapped, out, 10);
-      for (int n = 0; n < 10; n++) {
-        const uint8_t* at = &bytes[static_cast<std::size_t>(n * step)];
-        const double i = 2.0 * sampleWord(at), q = 2.0 * sampleWord(at + 3);
-        EXPECT_EQ(out[n], swapped ? sample(q, i) : sample(i, q));
-      }
-    }
-  }
-}
-
 TEST(protocol1FramesTest, widebandSamplesAreLittleEndian) {
   uint8_t d[datagramBytes] = {};
   d[8] = 0x34;

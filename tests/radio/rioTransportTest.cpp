@@ -1,4 +1,5 @@
 #include "platform/clock.h"
+#include "platform/threadClass.h"
 #include "radio/rioTransport.h"
 #include "tests/radio/logCapture.h"
 #include "tests/radio/plainPeer.h"
@@ -12,6 +13,7 @@
 
 using namespace larch;
 using namespace larch::test;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -269,9 +271,12 @@ TEST(rioTransportTest, aFastUnconnectedStreamLosesNothing) {
 
 // A gathered drain that doesn't empty the socket is followed at once by the next one: gathering must not bound the rate.
 TEST(rioTransportTest, aFastUnconnectedStreamGathersButIsNotHeldBackWhenMoreWaits) {
+  // radios of other tests in this process go on by the same clocks
+  static const uint32_t self = threadId();
   static int sleeps;
-  static int64_t now;
-  static const clockSource simulated{[] { return now += 1000; }, [] { return int64_t{0}; }, [](int64_t) { sleeps++; }};
+  static std::atomic<int64_t> now;
+  static const clockSource simulated{[] { return now += 1000; }, [] { return int64_t{0}; },
+                                     [](int64_t) { threadId() == self ? void(sleeps++) : std::this_thread::sleep_for(1ms); }};
   sleeps = 0, now = 1'000'000'000;
   setClockSource(&simulated);
   for (auto shape : {transportShape::protocol1, transportShape::protocol2}) {
