@@ -19,8 +19,8 @@ inline std::string temporaryPath(const std::string& name) {
   return std::string(folder ? folder : "/tmp") + "/larch-" + std::to_string(getpid()) + "-" + name;
 }
 inline const std::string& logPath() {
-  static const std::string path = temporaryPath("log.txt");
-  return path;
+  static const auto* path = new std::string(temporaryPath("log.txt")); // exit handlers read it
+  return *path;
 }
 inline std::string contents(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
