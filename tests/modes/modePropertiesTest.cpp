@@ -1,4 +1,5 @@
 // What the modes hold before their signal is looked at: constructor values, flags, rates and posted verbs.
+#include "audio/audioOutputStream.h"
 #include "link/MultiPskModDemod.h"
 #include "modes/JTModDemod.h"
 #include "modes/amModDemod.h"
@@ -97,6 +98,18 @@ TEST_F(modePropertiesTest, theKeyRaisesPttOnTheTransceiversGroup) {
   g.turns();
   EXPECT_FALSE(cw->isKeyDown());
   EXPECT_TRUE(held->ptt.value); // the hang time drops it
+}
+
+TEST_F(modePropertiesTest, theKeySoundsTheTransceiversSidetone) {
+  const auto cw = make<cwModDemod>();
+  const auto held = make<transceiver>();
+  audioOutputStream speaker;
+  cw->owner.publish({held, &held->ptt, nullptr, &speaker});
+  cw->keyDown();
+  EXPECT_TRUE(speaker.keyA.load());
+  cw->keyUp();
+  EXPECT_FALSE(speaker.keyA.load());
+  g.turns();
 }
 
 TEST_F(modePropertiesTest, theKeyOfAModeWithoutATransceiverKeysNothing) {
