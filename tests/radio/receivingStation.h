@@ -130,7 +130,7 @@ class receivingStation {
     return nullptr;
   }
 
-  sothreadpool* pool = new sothreadpool(0); // lives on, as the library's does
+  sothreadpool* pool = handPool(); // lives on, as the library's does
   std::shared_ptr<sim::bandScene> scene = std::make_shared<sim::bandScene>();
   std::unique_ptr<sim::protocol1Radio> board;
   std::shared_ptr<openRadio> radio;
