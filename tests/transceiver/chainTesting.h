@@ -97,6 +97,8 @@ struct station {
   std::shared_ptr<vtrx> transceiver = make();
   std::shared_ptr<fakeMode> mode = keptByCore(std::make_shared<fakeMode>(env.group));
 
+  ~station() { env.turns(); } // tasks that wait hold their objects
+
   std::shared_ptr<vtrx> make() {
     auto t = keptByCore(std::make_shared<vtrx>(env.group));
     t->radio = radio;
