@@ -103,31 +103,19 @@ void spectrumPainter::finishFrame(const spectrumInput& in, const span& s, const 
 }
 
 buff<float> spectrumPainter::paint(const spectrumInput& in, const span& s, double low, double high) {
-  const int64_t inLow = int64_t{s.centre} - s.bandRate / 2, inHigh = int64_t{s.centre} + s.bandRate / 2;
+  const int32_t halfBand = s.bandRate / 2;
+  inside_.setBand({low, high, int64_t{s.centre} - halfBand, int64_t{s.centre} + halfBand, s.bandRate});
   buff<float> frame(points);
-  widebandCount_ = 0;
-  bool transformed = false;
-  for (int32_t i = 0; i < points32; i++) {
-    const double f = i * (high - low) * pointShare + low;
-    if (f >= static_cast<double>(inLow) && f < static_cast<double>(inHigh)) {
-      frame.data[i] = bandPoint(f, inLow, s.bandRate);
-      continue;
-    }
-    if (!transformed) transformWideband(in.wideband);
-    transformed = true;
-    frame.data[i] = widebandPoint(f, in.widebandNyquist);
-  }
+  inside_.paint(bins_.data, frame.data);
+  if (inside_.pointsInside() == points32) return frame;
+  transformWideband(in.wideband);
+  for (int32_t i = 0; i < points32; i++)
+    if (!inside_.isInside(i)) frame.data[i] = widebandPoint(i * (high - low) * pointShare + low, in.widebandNyquist);
   return frame;
 }
 
-// required: bin m of the mirrored stream stands for centre - (m + 1) * bandRate / points, one bin beyond the plain mirror
-float spectrumPainter::bandPoint(double frequency, int64_t inLow, int32_t bandRate) const {
-  const auto k = static_cast<int32_t>((frequency - static_cast<double>(inLow)) * points / bandRate);
-  const int32_t mirrored = points32 / 2 - k + (k >= points32 / 2 ? points32 : 0);
-  return bels(powerOf(bins_.data[mirrored - 1]) * pointShare * pointShare * powerScale);
-}
-
 void spectrumPainter::transformWideband(const buff<double>& samples) {
+  widebandCount_ = 0;
   if (samples.count < 2 || samples.count > points || !std::has_single_bit(samples.count)) return;
   widebandCount_ = samples.count;
   for (uint64_t i = 0; i < widebandCount_; i++) widebandWork_.data[i] = samples.data[i] * window_.data[i];

@@ -3,6 +3,7 @@
 #pragma once
 #include "dsp/buff.h"
 #include "dsp/halfbandDecimator.h"
+#include "dsp/powerSpectrum.h"
 #include <functional>
 
 namespace larch {
@@ -56,7 +57,6 @@ class spectrumPainter {
   void window(uint64_t start, uint64_t count);
   void finishFrame(const spectrumInput& in, const span& s, const frameSink& sink);
   buff<float> paint(const spectrumInput& in, const span& s, double low, double high);
-  float bandPoint(double frequency, int64_t inLow, int32_t bandRate) const;
   void transformWideband(const buff<double>& samples);
   float widebandPoint(double frequency, double nyquist) const;
   void keepNewest(int32_t overlap);
@@ -67,6 +67,7 @@ class spectrumPainter {
   buff<double> widebandWork_;  // windowed raw samples
   cbuff widebandBins_;         // their transform, made on need
   uint64_t widebandCount_ = 0; // its length, 0 while the frame has none
+  powerSpectrum inside_;       // the points within the stream's band
   halfbandDecimator decimator_;
   uint64_t written_ = 0;      // samples of block_
   int64_t elapsed_ms_ = 0;    // of samples since the last frame in the background

@@ -2,6 +2,7 @@
 #pragma once
 #include "modes/modDemod.h"
 #include "tests/runtime/testGroup.h"
+#include "tests/support/testSoundCard.h"
 #include "transceiver/vtrx.h"
 #include <cmath>
 #include <string>
@@ -91,6 +92,7 @@ class fakeMode : public modDemod {
 
 // A transceiver on a radio, both on groups of one pool without workers.
 struct station {
+  bool silent = useNoSoundCard(); // unless the test has chosen cards before
   testGroup env;
   std::shared_ptr<syncTask> radioGroup = std::make_shared<syncTask>(env.pool.get());
   std::shared_ptr<fakeRadio> radio = keptByCore(std::make_shared<fakeRadio>(radioGroup));
