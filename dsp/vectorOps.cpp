@@ -1,4 +1,5 @@
 #include "dsp/vectorOps.h"
+#include "dsp/windowKernel.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -46,10 +47,7 @@ cbuff scale(const cbuff& src, double factor, const cbuff& dest) {
 }
 
 cbuff applyWindow(const cbuff& src, const buff<double>& window, const cbuff& dest) {
-  const sample* in = src.data;
-  const double* w = window.data;
-  sample* out = dest.data;
-  byFour(src.count, [=](uint64_t i) { out[i] = {in[i].real() * w[i], in[i].imag() * w[i]}; });
+  multiplyWindow(src.data, window.data, dest.data, src.count);
   return dest;
 }
 

@@ -66,14 +66,12 @@ void spectrumPainter::process(const spectrumInput& in, const spectrumSettings& s
 }
 
 // Samples that stay for the next frame must stay raw: with an overlap the window comes later.
-void spectrumPainter::window(uint64_t start, uint64_t count) {
-  for (uint64_t i = start; i < start + count; i++) block_.data[i] *= window_.data[i];
-}
-
 uint64_t spectrumPainter::fillPlain(const cbuff& rest, span& s) {
   const uint64_t n = std::min(points - written_, rest.count);
-  rest.copyTo(0, n, block_, written_);
-  if (s.overlap == 1) window(written_, n);
+  if (s.overlap == 1)
+    applyWindow(slice(rest, 0, n), slice(window_, written_, n), slice(block_, written_, n));
+  else
+    rest.copyTo(0, n, block_, written_);
   return n;
 }
 
@@ -85,7 +83,7 @@ uint64_t spectrumPainter::fillZoomed(const cbuff& rest, const spectrumInput& in,
   const cbuff target = slice(block_, written_, n);
   const uint64_t made = decimator_.process(step, s.ratio, target, slice(rest, 0, ratio * n));
   std::fill(target.data + made, target.data + n, 0.0); // a ratio that the decimator doesn't know
-  if (s.overlap == 1) window(written_, n);
+  if (s.overlap == 1) applyWindow(target, slice(window_, written_, n), target);
   // beyond it the mixer made no sense: the band stays where it was
   s.centre = std::abs(step) < bandLimitStep ? latchedCentre_ : in.centre;
   return n;
@@ -109,8 +107,12 @@ buff<float> spectrumPainter::paint(const spectrumInput& in, const span& s, doubl
   inside_.paint(bins_.data, frame.data);
   if (inside_.pointsInside() == points32) return frame;
   transformWideband(in.wideband);
-  for (int32_t i = 0; i < points32; i++)
-    if (!inside_.isInside(i)) frame.data[i] = widebandPoint(i * (high - low) * pointShare + low, in.widebandNyquist);
+  const auto paintWide = [&](int32_t i) {
+    frame.data[i] = widebandPoint(i * (high - low) * pointShare + low, in.widebandNyquist);
+  };
+  int32_t first = 0, end = points32; // the band is one piece: what lies outside are the frame's two ends
+  while (first < end && !inside_.isInside(first)) paintWide(first++);
+  while (end > first && !inside_.isInside(end - 1)) paintWide(--end);
   return frame;
 }
 

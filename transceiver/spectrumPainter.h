@@ -54,7 +54,6 @@ class spectrumPainter {
   bool isDue(const spectrumInput& in, bool foreground);
   uint64_t fillPlain(const cbuff& rest, span& s);
   uint64_t fillZoomed(const cbuff& rest, const spectrumInput& in, span& s);
-  void window(uint64_t start, uint64_t count);
   void finishFrame(const spectrumInput& in, const span& s, const frameSink& sink);
   buff<float> paint(const spectrumInput& in, const span& s, double low, double high);
   void transformWideband(const buff<double>& samples);
