@@ -107,6 +107,7 @@ class HpsdrRadio : public Radio {
   void handleFrame(const uint8_t* frame);
   void handleStatus(const uint8_t* frame);
   void unpackFrame(const uint8_t* frame);
+  bool unpackTogether(const uint8_t* area, std::size_t step, double s, int receivers, uint64_t samples);
   void handleWideband(const uint8_t* datagram, uint32_t sequence);
   void updateMeters();
   void controlGain();

@@ -2,6 +2,7 @@
 #include "dsp/sampleUnpack.h"
 #include "radio/frequencyWord.h"
 #include "transceiver/vtrx.h"
+#include <array>
 #include <cmath>
 #include <cstdlib>
 
@@ -14,6 +15,7 @@ constexpr double widebandScale = 0.0004886962890625, wideAdcScale = 0.0625;
 constexpr int32_t wideAdc = 32768; // the maxAdcValue of 16-bit converters
 constexpr uint32_t quarters = 4;   // packets in a wideband block
 constexpr int32_t meterPackets = 40;
+constexpr std::size_t mostTogether = 8; // receivers that are unpacked in one pass
 
 } // namespace
 
@@ -87,17 +89,35 @@ void HpsdrRadio::handleStatus(const uint8_t* frame) {
 void HpsdrRadio::unpackFrame(const uint8_t* frame) {
   if (maxAdcValue.value < 1) return;
   const int receivers = protocol1::receiversIn(frame, static_cast<int>(hwReceivers.size()));
-  const int step = protocol1::slotBytes(receivers);
+  const auto step = static_cast<std::size_t>(protocol1::slotBytes(receivers));
+  const auto samples = static_cast<uint64_t>(protocol1::samplesPerFrame(receivers));
   const double s = scale * wordScale * rxLevelCalibration.value * (adcScale / maxAdcValue.value);
+  const uint8_t* area = frame + protocol1::sampleAreaOffset;
+  if (unpackTogether(area, step, s, receivers, samples)) return;
   for (int r = 0; r < receivers; r++) {
-    const uint8_t* at = frame + protocol1::sampleAreaOffset + 6 * r;
+    const uint8_t* at = area + 6 * r;
     const bool swapped = inOddZone(hwReceivers[static_cast<std::size_t>(r)].frequency, clockFrequency.value);
-    const auto unpack = [&at, step, s, swapped](cbuff to) {
-      unpackIq(at, static_cast<std::size_t>(step), s, swapped, to.data, to.count);
-      at += static_cast<std::ptrdiff_t>(to.count) * step;
+    const auto unpack = [&at, step, s, swapped](const cbuff& to) {
+      unpackIq(at, step, s, swapped, to.data, to.count);
+      at += to.count * step;
     };
-    processRxChunk(unpack, static_cast<uint64_t>(protocol1::samplesPerFrame(receivers)), r);
+    processRxChunk(unpack, samples, r);
   }
+}
+
+// One pass over the frame for all receivers, as long as no chunk becomes full by it.
+bool HpsdrRadio::unpackTogether(const uint8_t* area, std::size_t step, double s, int receivers, uint64_t samples) {
+  std::array<iqTarget, mostTogether> targets;
+  const auto count = static_cast<std::size_t>(receivers);
+  if (count > mostTogether) return false;
+  for (std::size_t r = 0; r < count; r++) {
+    const hwReceiver& hw = hwReceivers[r];
+    if (hw.fillPosition + samples >= hw.chunk.count) return false;
+    targets[r] = {hw.chunk.data + hw.fillPosition, inOddZone(hw.frequency, clockFrequency.value)};
+  }
+  larch::unpackFrame(area, step, s, targets.data(), count, samples);
+  for (std::size_t r = 0; r < count; r++) hwReceivers[r].fillPosition += samples;
+  return true;
 }
 
 void HpsdrRadio::handleWideband(const uint8_t* datagram, uint32_t sequence) {
