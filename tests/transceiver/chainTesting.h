@@ -60,6 +60,7 @@ class fakeMode : public modDemod {
     if (swallow) return {};
     buff<float> audio(answerCount ? answerCount : block.count);
     for (uint64_t i = 0; i < audio.count; i++) audio.data[i] = answer;
+    spoken = audio;
     return audio;
   }
   void modulate(const cbuff& input, const cbuff& output) override {
@@ -81,6 +82,7 @@ class fakeMode : public modDemod {
   uint64_t answerCount = 0; // 0: as the block
   cdouble level = 1.0;
   std::vector<cdouble> heard, microphone;
+  buff<float> spoken; // the last audio, which the chain works on in place
   int blocks = 0;
   std::vector<std::string> calls;
 

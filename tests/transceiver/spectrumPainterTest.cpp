@@ -202,6 +202,18 @@ TEST(spectrumPainterTest, rawSamplesFillTheRestUnmirrored) {
   for (size_t i = 0; i < at(-1.0); i++) EXPECT_EQ(p.frames[0].points[i], -20.0f) << "below 0 Hz";
 }
 
+TEST(spectrumPainterTest, rawSamplesEndBelowTheirNyquistFrequency) {
+  painting p;
+  p.settings.zoom = 0.5; // point 512 is the first of the band, 7004000 Hz
+  p.in.wideband = buff<double>(2048, 0.1);
+  const double step = 384000.0 / 2048;
+  p.in.widebandNyquist = centre - 192000 + 100 * step; // exactly at point 100
+  p.feedTone(0, 2048);
+  ASSERT_EQ(p.frames.size(), 1u);
+  EXPECT_NE(p.frames[0].points[99], -20.0f);
+  EXPECT_EQ(p.frames[0].points[100], -20.0f);
+}
+
 TEST(spectrumPainterTest, oddRawBlocksAndNyquistsCountAsNoData) {
   for (uint64_t count : {0, 1, 7, 511, 513, 2047, 2049, 4096}) {
     painting p;

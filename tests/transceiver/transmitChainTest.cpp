@@ -1,3 +1,4 @@
+#include "dsp/vectorOps.h"
 #include "tests/transceiver/chainTesting.h"
 #include <gtest/gtest.h>
 
@@ -219,6 +220,17 @@ TEST_F(transmitChainTest, emptyModeSendsSilenceInBothForms) {
            samplesOf(chain.produce(plain.get(), false, [](const buff<float>& m) { std::fill_n(m.data, m.count, 1.0f); })))
         ASSERT_EQ(z, cdouble(0));
   }
+}
+
+TEST_F(transmitChainTest, modeThatIsSwappedWhileKeyedLeavesNoSamplesBehind) {
+  const auto plain = keptByCore(std::make_shared<modDemod>(env.group));
+  plain->useTxFilter = mode->useTxFilter = false;
+  chain.keyDown(mode.get());
+  produce(20);
+  std::vector<cdouble> out;
+  for (int i = 0; i < 10; i++)
+    append(out, samplesOf(chain.produce(plain.get(), false, [](const buff<float>& m) { fill(m, 1.0f); })));
+  EXPECT_EQ(out.back(), cdouble(0));
 }
 
 TEST_F(transmitChainTest, keyDownStartsWithAFreshBlock) {

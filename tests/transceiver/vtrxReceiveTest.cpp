@@ -202,10 +202,29 @@ TEST_F(vtrxReceiveTest, emptyModeHearsNothingAndTheSpectrumRuns) {
   EXPECT_EQ(s.radio->sent, std::vector<cdouble>(126, cdouble(0)));
 }
 
-TEST_F(vtrxReceiveTest, receivingGoesOnWhileTransmitting) {
+TEST_F(vtrxReceiveTest, receivingGoesOnWhileTransmittingOnAGainOfItsOwn) {
+  hear(centre, 3);
+  EXPECT_GT(s.mode->spoken.data[511], 0.5f);
   t->ptt.set(true);
   hear(centre, 3);
-  EXPECT_EQ(s.mode->blocks, 3);
+  EXPECT_EQ(s.mode->blocks, 6);
+  EXPECT_EQ(s.mode->spoken.data[511], 0.0f) << "silent until the host raises the monitor";
+  t->txagc.value->Volume.set(0.5f);
+  hear(centre, 1);
+  EXPECT_GT(s.mode->spoken.data[511], 0.1f);
+}
+
+TEST_F(vtrxReceiveTest, swallowedBlocksDontCountForTheReturnToTheReceiveGain) {
+  t->ptt.set(true);
+  hear(centre, 1);
+  t->ptt.set(false);
+  s.mode->swallow = true;
+  hear(centre, 60);
+  s.mode->swallow = false;
+  hear(centre, 29);
+  EXPECT_EQ(s.mode->spoken.data[511], 0.0f) << "still on the transmit gain";
+  hear(centre, 1);
+  EXPECT_NE(s.mode->spoken.data[511], 0.0f);
 }
 
 TEST_F(vtrxReceiveTest, missingGainControlsAndOddRatesAreBorne) {
