@@ -128,21 +128,15 @@ void vtrx::pttChanged() {
   if (ptt.value) {
     postSetPtt();
     transmit_.keyDown(mode_.get());
-    if (mode_) {
-      mode_->txFinishing = false;
-      mode_->pttChanged(true);
-    }
-    radioPttUp_ = true;
+    if (!mode_) return;
+    mode_->txFinishing = false;
+    mode_->pttChanged(true);
     return;
   }
   if (mode_) mode_->pttChanged(false);
   transmit_.keyUp(mode_.get());
-  if (mode_) {
-    mode_->txFinishing = true; // the radio stays keyed until the fall is complete
-    return;
-  }
-  postSetPtt();
-  radioPttUp_ = false;
+  if (!mode_) return postSetPtt();
+  mode_->txFinishing = true; // the radio stays keyed until the fall is complete
 }
 
 void vtrx::modulateTask() {
@@ -152,10 +146,7 @@ void vtrx::modulateTask() {
   });
   postToRadio("radio.transmit", [group](radioPort& port, const std::shared_ptr<vtrx>&) { port.transmit(group); });
   // until the radio ends these tasks it is told with each group, which only makes it read ptt again
-  if (transmit_.isOver()) {
-    postSetPtt();
-    radioPttUp_ = false;
-  }
+  if (transmit_.isOver()) postSetPtt();
 }
 
 } // namespace larch

@@ -97,8 +97,6 @@ class vtrx : public asyncObject {
 
   std::shared_ptr<modDemod> mode_; // null until the first setModulation
   bool started_ = false;           // chunks count only while it is true
-  bool radioPttUp_ = false;        // the radio has been told to transmit for this object
-  int32_t rate_ = 0;               // the last sample rate seen
   adcJoiner joiner_;
   channelReceiver channel_;
   levelMeter meter_;

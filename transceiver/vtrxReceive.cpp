@@ -8,7 +8,6 @@ void vtrx::processRxChunk(cbuff chunk, int32_t centre, int32_t rate, buff<double
   if (!started_) return;
   const auto joined = joiner_.gather(chunk, adc, ADCs.value, {ADC1Gain.value, ADC1Phase.value});
   if (!joined) return;
-  rate_ = rate;
   if (!mode_) return;
   const int32_t wanted = mode_->sampleRate();
   const int32_t ratio = wanted > 0 ? rate / wanted : 0;

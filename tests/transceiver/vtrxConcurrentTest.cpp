@@ -78,7 +78,7 @@ TEST(vtrxConcurrentTest, hostMaySetAndPollWhileTheSignalRuns) {
   modes[0]->rnnoise.set(true);
   set(t, [](vtrx& v) { v.start(); });
   set(t, [rx](vtrx& v) { v.rxagc.set(rx); });
-  std::thread radioThread(stream, t);
+  std::jthread radioThread(stream, t);
   for (int i = 0; i < rounds; i++) {
     set(t, [m = modes[i % 40 == 20 ? 1 : i % 40 == 21 ? 2 : 0]](vtrx& v) { v.setModulation(m); });
     set(t, [i](vtrx& v) { v.vfo.set(centre + i); });
