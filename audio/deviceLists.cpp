@@ -44,6 +44,13 @@ std::vector<outputDevice> makeOutputList(soundDeviceSource& source) {
   return list;
 }
 
+int32_t defaultOutputOf(soundDeviceSource& source, const std::vector<outputDevice>& list) {
+  const int32_t wanted = source.defaultOutput();
+  for (const outputDevice& d : list)
+    if (d.id == wanted) return wanted; // "None" has -1, as has a machine without a default
+  return -1;
+}
+
 const inputDeviceList& inputDevices() {
   static const inputDeviceList* made = makeInputList(systemSoundDevices()).release();
   return *made;
@@ -54,11 +61,6 @@ const std::vector<outputDevice>& outputDevices() {
   return *made;
 }
 
-int32_t defaultOutputDevice() {
-  const int32_t wanted = systemSoundDevices().defaultOutput();
-  for (const outputDevice& d : outputDevices())
-    if (d.id == wanted) return wanted; // "None" has -1, as has a machine without a default
-  return -1;
-}
+int32_t defaultOutputDevice() { return defaultOutputOf(systemSoundDevices(), outputDevices()); }
 
 } // namespace larch

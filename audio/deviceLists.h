@@ -26,11 +26,13 @@ std::unique_ptr<inputDeviceList> makeInputList(soundDeviceSource& source);
 // A device is listed when it takes two channels at 48000 Hz; each has a second entry "NAME-L" behind all plain ones.
 std::vector<outputDevice> makeOutputList(soundDeviceSource& source);
 
+// The id of the system's default output when it is in `list`, else -1.
+int32_t defaultOutputOf(soundDeviceSource& source, const std::vector<outputDevice>& list);
+
 // The machine's lists. The first call makes them, at library start for the inputs; afterwards any thread reads them without a
 // lock. Devices that come later need a new process.
 const inputDeviceList& inputDevices();
 const std::vector<outputDevice>& outputDevices();
-// The id of the system's default output when it is in the list, else -1.
-int32_t defaultOutputDevice();
+int32_t defaultOutputDevice(); // of the machine's list
 
 } // namespace larch

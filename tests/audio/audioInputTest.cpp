@@ -184,6 +184,19 @@ TEST(audioInputRefTest, listenersAreCounted) {
   EXPECT_EQ(in.device(2).users(), 0);
 }
 
+TEST(audioInputRefTest, choosingTheSameInputAgainDoesNothing) {
+  logCapture log;
+  inputs in;
+  in.list.entries.push_back(std::make_unique<audioInputDevice>("gone", 900, 48000));
+  audioInputRef ref(&in.list);
+  ref.setInput(3);
+  ref.setInput(3);
+  EXPECT_EQ(log.times("pa_openstream failed 900"), 1);
+  ref.setInput(0);
+  ref.setInput(3);
+  EXPECT_EQ(log.times("pa_openstream failed 900"), 2);
+}
+
 TEST(audioInputRefTest, firstReadStartsAtTheLagBehindTheWriter) {
   inputs in;
   audioInputRef ref(&in.list);

@@ -116,6 +116,17 @@ TEST(audioOutputStreamTest, reopenSkipsAgainAndStartsSilent) {
   for (int i = 0; i < 16; i++) EXPECT_EQ(zeroFrames(s.play(4096)), 4096);
 }
 
+TEST(audioOutputStreamTest, firstDecisionAfterAReopenJumpsToTheTargetAgain) {
+  steadyStream s(false);
+  s.write();
+  s.stream.openOutput(unknownDevice);
+  for (int i = 0; i < 32; i++) s.write();
+  s.setFill(5000);
+  const uint16_t reader = s.stream.position().index;
+  s.write();
+  EXPECT_NEAR(static_cast<uint16_t>(s.stream.writeFrame() - reader), 512 + 512, 1);
+}
+
 TEST(audioOutputStreamTest, frameIsPlayedOnceOnBothChannels) {
   steadyStream s(false);
   s.write(1, 1); // the decision
@@ -303,6 +314,19 @@ TEST(audioOutputStreamTest, ratioFollowsTheMeanFillAndStaysWithinItsClamp) {
     ASSERT_NEAR(s.stream.ratio(), ratio, 1e-12) << i;
   }
   EXPECT_EQ(s.stream.ratio(), 0.997);
+}
+
+TEST(audioOutputStreamTest, ratioStaysBelowItsUpperClamp) {
+  steadyStream s(true);
+  while (s.stream.targetFill() < 8192) {
+    s.setFill(-10);
+    s.write();
+  }
+  for (int i = 0; i < 1200; i++) {
+    s.setFill(600); // 7600 frames below the target
+    s.write();
+  }
+  EXPECT_EQ(s.stream.ratio(), 1.003);
 }
 
 TEST(audioOutputStreamTest, resamplerSwitchedOffLeavesTheRatioAtOne) {

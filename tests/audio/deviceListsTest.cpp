@@ -2,6 +2,7 @@
 #include "tests/radio/logCapture.h"
 #include "tests/support/testSoundCard.h"
 #include <gtest/gtest.h>
+#include <map>
 #include <set>
 
 using namespace larch;
@@ -102,6 +103,16 @@ TEST(deviceListsTest, lowLatencyEntriesStandBehindAllOthersAndNoneHasNone) {
   source.devices = {{"a", 0, 1, {}, {}}, {"mic", 1, 0, {48000}, {48000}}, {"b", 0, 2, {}, {48000}}, {"X", 0, 8, {}, {48000}}};
   EXPECT_EQ(rows(makeOutputList(source)), (idRows{{"None", -1}, {"b", 2}, {"X", 3}, {"b-L", 1002}, {"X-L", 1003}}));
   for (const auto& d : makeOutputList(source)) EXPECT_EQ(d.sampleRate, 48000);
+}
+
+TEST(deviceListsTest, defaultOutputMustBeInTheList) {
+  fakeDevices source;
+  source.devices = {{"old", 0, 2, {}, {44100}}, {"X", 0, 2, {}, {48000}}};
+  const auto list = makeOutputList(source);
+  for (const auto& [wanted, expected] : std::map<int32_t, int32_t>{{0, -1}, {1, 1}, {-1, -1}, {7, -1}}) {
+    source.output = wanted;
+    EXPECT_EQ(defaultOutputOf(source, list), expected) << wanted;
+  }
 }
 
 TEST(deviceListsTest, machineWithoutSoundCardStartsSilently) {
