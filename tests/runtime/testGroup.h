@@ -12,8 +12,11 @@ struct testGroup {
 
   testGroup() = default;
   ~testGroup() { // whatever still waits holds memory; what dies behind the last pop posts once more
-    pool->getRenderUpdates();
-    for (int i = 0; i < 3; i++) pool->getUpdates();
+    for (int i = 0; i < 3; i++) {
+      turns();
+      pool->getRenderUpdates();
+      pool->getUpdates();
+    }
   }
   void turns() {
     while (pool->turn()) {
