@@ -31,6 +31,11 @@ TEST(spectrumTraceTest, anotherSpanStartsAnew) {
   trace.add(std::vector<float>{-4, -4}, 100, 200);
   EXPECT_NEAR(trace.take()[0], -40 + 11.34, 0.01);
   EXPECT_EQ(trace.low(), 100);
+  trace.add(std::vector<float>{-6, -6}, 150, 200); // one end alone moves
+  EXPECT_NEAR(trace.take()[0], -60 + 11.34, 0.01);
+  trace.add(std::vector<float>{-2, -2}, 150, 300);
+  trace.add(std::vector<float>{-6, -6}, 100, 300);
+  EXPECT_NEAR(trace.take()[0], -60 + 11.34, 0.01);
 }
 
 TEST(spectrumTraceTest, pointsWithoutDataStaySo) {

@@ -61,6 +61,14 @@ TEST_F(syncTaskTest, setThatArrivesDuringAProcessTaskRunsAheadOfOlderProcessTask
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
 }
 
+TEST_F(syncTaskTest, setThatArrivesDuringTheLastProcessTaskWakesTheGroupAgain) {
+  object->queueSeqProcess(seqTask([this] { object->queueSetItem(note(1)); }, "poster"));
+  EXPECT_TRUE(g.pool->turn());
+  EXPECT_TRUE(order.empty());
+  EXPECT_TRUE(g.pool->turn());
+  EXPECT_EQ(order, (std::vector<int>{1}));
+}
+
 TEST_F(syncTaskTest, setPostedWhileSetsDrainRunsInTheSameTurn) {
   object->queueSetItem(seqTask([this] { object->queueSetItem(note(1)); }, "poster"));
   EXPECT_TRUE(g.pool->turn());
