@@ -27,6 +27,7 @@ class childProcess {
     variables.push_back(nullptr);
     process_ = fork();
     if (process_ == 0) {
+      ::signal(SIGINT, SIG_DFL); // whoever started the tests may have it ignored
       dup2(ends[1], 1);
       dup2(ends[1], 2);
       execve(arguments[0], arguments.data(), variables.data());
