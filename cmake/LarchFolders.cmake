@@ -23,7 +23,7 @@ macro(larch_shared)
   target_include_directories(larchlib INTERFACE $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/runtime>
                              $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   # -z nodelete: the library's threads outlive any handle of the loader
-  target_link_options(larchlib PRIVATE -Wl,-z,nodelete $<$<BOOL:${LARCH_COMPLETE}>:-Wl,--no-undefined-version>
+  target_link_options(larchlib PRIVATE -Wl,-z,nodelete -Wl,--no-undefined-version
                       -Wl,--version-script=${CMAKE_CURRENT_SOURCE_DIR}/cmake/larchlib.map)
   set_target_properties(larchlib PROPERTIES OUTPUT_NAME larchlib VERSION ${PROJECT_VERSION} SOVERSION 0
                         LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/cmake/larchlib.map

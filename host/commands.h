@@ -40,8 +40,7 @@ int doctorCommand(const std::string& address);
 // A radio as chosen: discovery's answer and the overrides. Throws std::runtime_error with a text for a person.
 stationSettings chooseRadio(const radioChoice& choice);
 
-// Set by SIGINT and SIGTERM once catchSignals has been called.
+// From now on SIGINT, SIGTERM and SIGHUP end listenCommand in its orderly way.
 void catchSignals();
-bool toldToStop();
 
 } // namespace larchhost

@@ -267,7 +267,6 @@ void catchSignals() {
   for (int s : {SIGINT, SIGTERM, SIGHUP}) sigaction(s, &action, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
 }
-bool toldToStop() { return stopWanted; }
 
 int listenCommand(const listenOptions& options) {
   receiver first;

@@ -112,10 +112,7 @@ void station::adopt(vtrx* handle) {
 
 // The callbacks carry no context: each receiver has functions of its own.
 template <size_t n> void station::bindReceiver(vtrx* handle) {
-  vtrx_bindsignalStrength(handle, [](double level) {
-    only->receivers_[n]->signal_dBm = level;
-    only->updatesSeen_++;
-  });
+  vtrx_bindsignalStrength(handle, [](double level) { only->receivers_[n]->signal_dBm = level; });
   vtrx_bindbandwidthSufficient(handle, [](bool enough) { only->receivers_[n]->bandwidthSufficient = enough; });
   vtrx_bindrxagc(handle, [](agc* gain) {
     asyncObject_bindDeleted(base(gain), ignoreEnd);
@@ -191,10 +188,6 @@ void station::setZoom(receiver& r, double zoom) {
 void station::setGain(int32_t gain_dB) {
   settings_.gain_dB = std::clamp(gain_dB, settings_.board.minGain_dB, settings_.board.maxGain_dB);
   HpsdrRadio_setrxGain(radio_, settings_.gain_dB);
-}
-void station::changeRate(int32_t rate) {
-  settings_.rate = rate;
-  Radio_setSampleRate(asRadio(radio_), rate);
 }
 
 } // namespace larchhost

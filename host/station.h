@@ -65,14 +65,12 @@ class station {
   void setMuted(receiver& r, bool muted);
   void setZoom(receiver& r, double zoom);
   void setGain(int32_t gain_dB); // within the board's limits
-  void changeRate(int32_t rate); // Hz
 
   const stationSettings& settings() const { return settings_; }
   bool adcOverload() const { return adcOverload_; }
   double adcPeak_dBFS() const { return adcPeak_dBFS_; }
   int32_t sequenceBreaks() const { return sequenceBreaks_; }
   uint64_t framesSeen() const { return framesSeen_; }
-  uint64_t updatesSeen() const { return updatesSeen_; }
 
  private:
   template <size_t n> void bindReceiver(vtrx* handle);
@@ -91,7 +89,7 @@ class station {
   bool adcOverload_ = false;
   double adcPeak_dBFS_ = -100;
   int32_t sequenceBreaks_ = 0;
-  uint64_t framesSeen_ = 0, updatesSeen_ = 0;
+  uint64_t framesSeen_ = 0;
 };
 
 } // namespace larchhost
