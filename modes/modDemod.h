@@ -50,6 +50,27 @@ class modDemod : public asyncObject {
   bool blockedTx = true;         // transmit in blocks of 512 with a leading silence; false: groups of 126 straight from modulate
   bool minimumPhaseRx = false;   // build the receive filter in minimum-phase form
   snapshot<modDemodOwner> owner; // published by the transceiver's group at attach and swap; any thread reads
+
+ protected:
+  // For verbs and observers that touch signal state or the transceiver: body(held) runs as a task of the transceiver's group, in
+  // the order of the calls, and `held.object` is locked meanwhile. While the mode serves no transceiver it runs here and now, and
+  // `held` is empty.
+  template <class Body> void onSignalGroup(const char* name, Body body) {
+    const modDemodOwner held = owner.load();
+    const auto transceiver = held.object.lock();
+    if (!transceiver) return body(modDemodOwner());
+    auto self = std::static_pointer_cast<modDemod>(shared_from_this());
+    asyncObject& target = *transceiver;
+    target.queueSeqProcess(seqTask(
+        [self = std::move(self), transceiver, name, body] {
+          const modDemodOwner now = self->owner.load();
+          if (now.object.lock() == transceiver)
+            body(now);
+          else
+            self->onSignalGroup(name, body); // it has changed hands meanwhile
+        },
+        name));
+  }
 };
 
 } // namespace larch

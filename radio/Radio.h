@@ -49,9 +49,7 @@ class Radio : public radioPort {
   property<bool> disableVirtualReceivers{false};
   property<int32_t> TransceiverOffset{0}; // Hz
   property<int32_t> drive{0};             // 0 to 255, without a transmitter
-  property<bool> RadioPtt{false};         // the radio's own PTT input
   property<int32_t> cwHangTime{120};      // ms
-  property<bool> cwInternal{false};
 
   hostVtrxAdded vtrxAdded = nullptr;
 

@@ -1,7 +1,7 @@
 // What a transceiver asks of its radio.
 #pragma once
 #include "dsp/buff.h"
-#include "runtime/asyncObject.h"
+#include "runtime/property.h"
 
 namespace larch {
 
@@ -20,6 +20,10 @@ class radioPort : public asyncObject {
   // 126 samples at 48000 Hz.
   virtual void transmit(cbuff block) = 0;
   virtual void removeVtrx(const std::shared_ptr<vtrx>& transceiver) = 0;
+
+  // Read by transceivers and modes through get().
+  property<bool> RadioPtt{false};   // the radio's own PTT input
+  property<bool> cwInternal{false}; // the radio shapes the key's edges itself
 };
 
 } // namespace larch

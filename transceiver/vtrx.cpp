@@ -92,10 +92,20 @@ void vtrx::detach() { radio.reset(); }
 void vtrx::setModulation(std::shared_ptr<modDemod> mode) {
   mode_.swap(mode); // the old one lives until the end of this task
   if (mode_) {
-    mode_->owner.publish({weak_from_this(), &ptt, &vfo, &audioOut});
+    publishOwner();
     mode_->attached();
   }
   if (mode && mode != mode_ && mode->owner.load().object.lock().get() == this) mode->owner.publish({});
+}
+
+void vtrx::publishOwner() {
+  modDemodOwner view{weak_from_this(), &ptt, &vfo, &audioOut, &radioPttUp, {}, nullptr, nullptr};
+  if (const auto port = radio.lock()) {
+    view.radio = port;
+    view.RadioPtt = &port->RadioPtt;
+    view.cwInternal = &port->cwInternal;
+  }
+  mode_->owner.publish(std::move(view));
 }
 
 void vtrx::setRxFilter(int32_t low, int32_t high) {
@@ -124,18 +134,25 @@ void vtrx::postSetPtt() {
   postToRadio("radio.setPtt", [](radioPort& port, const std::shared_ptr<vtrx>& self) { port.setPtt(self); });
 }
 
+void vtrx::releaseRadio() {
+  postSetPtt();
+  radioPttUp = false;
+}
+
 void vtrx::pttChanged() {
   if (ptt.value) {
     postSetPtt();
     transmit_.keyDown(mode_.get());
-    if (!mode_) return;
-    mode_->txFinishing = false;
-    mode_->pttChanged(true);
+    if (mode_) {
+      mode_->txFinishing = false;
+      mode_->pttChanged(true);
+    }
+    radioPttUp = true;
     return;
   }
   if (mode_) mode_->pttChanged(false);
   transmit_.keyUp(mode_.get());
-  if (!mode_) return postSetPtt();
+  if (!mode_) return releaseRadio();
   mode_->txFinishing = true; // the radio stays keyed until the fall is complete
 }
 
@@ -146,7 +163,7 @@ void vtrx::modulateTask() {
   });
   postToRadio("radio.transmit", [group](radioPort& port, const std::shared_ptr<vtrx>&) { port.transmit(group); });
   // until the radio ends these tasks it is told with each group, which only makes it read ptt again
-  if (transmit_.isOver()) postSetPtt();
+  if (transmit_.isOver()) releaseRadio();
 }
 
 } // namespace larch

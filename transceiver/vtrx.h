@@ -75,6 +75,7 @@ class vtrx : public asyncObject {
   int32_t hwReceiver[4] = {-1, -1, -1, -1};
   // Set before init, cleared by detach; this group's.
   std::weak_ptr<radioPort> radio;
+  bool radioPttUp = false; // the radio has been told to transmit for this transceiver; this group's
   // The sidetone keys are atomics that other groups write.
   audioOutputStream audioOut;
   audioInputRef micIn;
@@ -84,11 +85,13 @@ class vtrx : public asyncObject {
   void openAudio();
   void closeAudio();
   void pttChanged();
+  void publishOwner();
   void vfoChanged();
   void followSpecFreq();
   template <class Body> void postToRadio(const char* name, Body body);
   void postSetRxFrequency(int32_t frequency);
   void postSetPtt();
+  void releaseRadio();
 
   void receiveBlock(const cbuff& block);
   void decideVox(uint64_t chunkSamples, int32_t rate);

@@ -284,6 +284,7 @@ TEST_F(vtrxTransmitTest, keyDownTellsTheRadioThenTheMode) {
   s.mode->txFinishing = true;
   t->ptt.set(true);
   EXPECT_EQ(asked(), words{"setPtt true"});
+  EXPECT_TRUE(t->radioPttUp);
   EXPECT_EQ(s.mode->take(), words{"pttChanged true"});
   EXPECT_FALSE(s.mode->txFinishing);
 }
@@ -307,6 +308,7 @@ TEST_F(vtrxTransmitTest, keyUpKeepsTheRadioKeyedUntilTheFallIsOver) {
   }
   EXPECT_EQ(sentGroups, 9) << "the group in which 512 + 504 samples are reached";
   EXPECT_EQ(s.radio->take(), words{"setPtt false"});
+  EXPECT_FALSE(t->radioPttUp);
   EXPECT_GT(s.radio->sent[0].real(), 0.999) << "the fall starts at once";
   for (size_t i = 512; i < s.radio->sent.size(); i++) ASSERT_EQ(s.radio->sent[i], cdouble(0));
   groups(1);
