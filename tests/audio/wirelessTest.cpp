@@ -1,5 +1,6 @@
 #include "audio/Wireless.h"
 #include "audio/deviceLists.h"
+#include "tests/audio/wirelessGolden.h"
 #include "tests/runtime/testGroup.h"
 #include <cmath>
 #include <gtest/gtest.h>
@@ -185,6 +186,20 @@ TEST(micEqTest, gainsAreInterpolatedLinearlyBetweenThePoints) {
     const auto lower = std::prev(upper);
     const double x = (f - lower->first) / (upper->first - lower->first);
     ASSERT_NEAR(out[static_cast<size_t>(k)], lower->second + x * (upper->second - lower->second), 1e-6) << k;
+  }
+}
+
+TEST(micEqTest, curvesOfArbitraryPointsAreAsTheFormulaSays) {
+  int list = 0;
+  for (const auto& points : test::goldenPoints) {
+    station s;
+    for (const auto& [inp, outp] : points) s.addPoint(inp, outp);
+    const auto out = curve();
+    for (const test::goldenGain& g : test::goldenGains)
+      if (g.list == list) {
+        EXPECT_FLOAT_EQ(out[static_cast<size_t>(g.bin)], g.gain) << list << " " << g.bin;
+      }
+    list++;
   }
 }
 

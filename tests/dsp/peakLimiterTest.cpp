@@ -1,4 +1,5 @@
 #include "dsp/peakLimiter.h"
+#include "tests/dsp/peakLimiterGolden.h"
 #include <gtest/gtest.h>
 #include <random>
 #include <vector>
@@ -44,6 +45,20 @@ TEST(peakLimiterTest, equalsTheFormulaOnTheStreamForEveryBlockLength) {
       ASSERT_GT(out.size(), 3000u);
       for (std::size_t i = 0; i < out.size(); i++) ASSERT_LE(std::abs(out[i] - expected[i]), 1e-14) << block << " " << i;
     }
+  }
+}
+
+TEST(peakLimiterTest, overshootsLeaveAsTheFormulaSays) {
+  std::vector<sample> in;
+  for (int n = 0; n < static_cast<int>(std::size(limitedGolden)); n++) {
+    const sample whole((n * 37 + n * n * 5) % 101 - 50, (n * 53 + n * n * 3) % 89 - 44);
+    in.push_back(whole / (n / 16 % 2 ? 28.0 : 80.0)); // up to 2.4, and below 1
+  }
+  for (uint64_t block : {1, 8, 12, 96}) {
+    const auto out = limitedBy(block, in, 0.94);
+    ASSERT_EQ(out.size(), std::size(limitedGolden));
+    for (std::size_t i = 0; i < out.size(); i++)
+      ASSERT_LE(std::abs(out[i] - sample(limitedGolden[i][0], limitedGolden[i][1])), 1e-15) << block << " " << i;
   }
 }
 

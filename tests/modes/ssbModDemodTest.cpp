@@ -1,6 +1,8 @@
 #include "modes/ssbModDemod.h"
 #include "audio/Wireless.h"
+#include "dsp/filterDesign.h"
 #include "dsp/vectorOps.h"
+#include "tests/modes/ssbModDemodGolden.h"
 #include "tests/runtime/testGroup.h"
 #include <gtest/gtest.h>
 #include <random>
@@ -142,6 +144,64 @@ TEST_F(ssbModDemodTest, newCurveTakesEffectWithTheNextFilterOnly) {
   ssb->UseMicEQ.set(false);
   ssb->setTxFilter(200, 2900);
   EXPECT_NEAR(partAt(speak(937.5, 0.1f, 20), -937.5), flat, 1e-4 * flat);
+}
+
+// The voice of ssbFormulas.py.
+std::vector<float> speech() {
+  std::vector<float> samples;
+  for (int n = 0; n < speechSamples; n++) {
+    double x = 0;
+    for (int h = 1; h <= 24; h++) {
+      const double f = 125.0 * h;
+      const double weight = 1 / (1 + std::pow((f - 500) / 200, 2)) + 0.5 / (1 + std::pow((f - 1500) / 300, 2));
+      x += weight * std::sin(2 * pi * f * n / 48000 + h * h);
+    }
+    x *= 0.16 * (1 - std::cos(2 * pi * n / 2400.0));
+    samples.push_back(static_cast<float>(std::floor(4096 * x + 0.5) / 4096));
+  }
+  return samples;
+}
+
+TEST_F(ssbModDemodTest, speechLeavesAsTheFormulasSay) {
+  const auto wireless = keptByCore(Wireless::create(env.group));
+  wireless->Init();
+  for (std::size_t row = 0; row < 9; row++) {
+    keptByCore(wireless->DefaultMicEQ.items[row]);
+    wireless->DefaultMicEQ.items[row]->inp.set(speechCurve[row].frequency_Hz);
+    wireless->DefaultMicEQ.items[row]->outp.set(speechCurve[row].gain);
+  }
+  const auto voice = speech();
+  long sum = 0;
+  for (int n = 0; n < speechSamples; n++) sum += std::lround(4096 * voice[static_cast<std::size_t>(n)]) * (n % 17 + 1);
+  ASSERT_EQ(sum, speechSum) << "not the voice that the expected values belong to";
+  std::vector<std::vector<cdouble>> sent;
+  for (const speechCase& each : speechCases) {
+    const auto mode = keptByCore(std::make_shared<ssbModDemod>(env.group));
+    mode->UseMicEQ.set(each.equalised);
+    mode->compression.set(each.compression);
+    mode->setTxFilter(each.low, each.high);
+    sent.emplace_back();
+    const cbuff out(512, 0.0);
+    for (std::size_t begin = 0; begin < voice.size(); begin += 512) {
+      buff<float> mic(512);
+      std::copy_n(voice.begin() + static_cast<std::ptrdiff_t>(begin), 512, mic.data);
+      mode->modulate(complexFromAudio(mic), out);
+      sent.back().insert(sent.back().end(), out.data, out.data + 512);
+    }
+  }
+  for (const goldenSample& g : speechGolden) {
+    const cdouble z = sent[static_cast<std::size_t>(g.of)][static_cast<std::size_t>(g.index)];
+    EXPECT_NEAR(z.real(), g.re, 1e-9) << g.of << " " << g.index;
+    EXPECT_NEAR(z.imag(), g.im, 1e-9) << g.of << " " << g.index;
+  }
+}
+
+TEST(ssbFilterTest, clipFilterIsTheWindowedBandOf1536Taps) {
+  for (const goldenClipTap& g : clipTaps) {
+    const cbuff taps = makeBandpass(g.low, g.high, 48000, 1536, 1536);
+    EXPECT_NEAR(taps.data[g.index].real(), g.re, 1e-15) << g.low << " " << g.index;
+    EXPECT_NEAR(taps.data[g.index].imag(), g.im, 1e-15) << g.low << " " << g.index;
+  }
 }
 
 } // namespace
