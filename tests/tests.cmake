@@ -54,3 +54,12 @@ set_tests_properties(install.aHostBuildsAgainstTheInstalledTree PROPERTIES LABEL
 add_test(NAME install.theExampleReceives COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/tests/install/exampleTest.py
          ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_BINARY_DIR} ${LARCH_SANITIZE})
 set_tests_properties(install.theExampleReceives PROPERTIES LABELS install TIMEOUT 300 ENVIRONMENT "${LARCH_TEST_ENV}")
+
+# the example with a mode of its own, each behaviour a test
+file(STRINGS tests/install/ownModeTest.py own_mode_tests REGEX "^def test_")
+foreach(line ${own_mode_tests})
+  string(REGEX REPLACE ".*def (test_[a-z0-9_]+).*" "\\1" name "${line}")
+  add_test(NAME install.ownMode.${name} COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/tests/install/ownModeTest.py
+           ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_BINARY_DIR} ${name} ${LARCH_SANITIZE})
+  set_tests_properties(install.ownMode.${name} PROPERTIES LABELS install TIMEOUT 300 ENVIRONMENT "${LARCH_TEST_ENV}")
+endforeach()
