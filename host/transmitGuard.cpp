@@ -1,0 +1,110 @@
+#include "host/transmitGuard.h"
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace larchhost {
+
+transmitGuard::transmitGuard(bool allowed, std::chrono::seconds timeout, timeSource now)
+    : allowed_(allowed), timeout_(std::clamp(timeout, std::chrono::seconds{1}, longestTimeout)), now_(std::move(now)) {
+  keyedAt_ = unkeyedAt_ = changedAt_ = heardAt_ = checkedAt_ = now_();
+}
+
+bool transmitGuard::press() {
+  if (!allowed_ || ended_) {
+    note_ = allowed_ ? "ending" : "not transmitting: start with --transmit";
+    return false;
+  }
+  note_.clear();
+  keyBy(source::hand);
+  return true;
+}
+
+void transmitGuard::release() {
+  if (byHand()) unkey("");
+}
+
+void transmitGuard::wantVox(bool on) {
+  if (on && (!allowed_ || ended_)) {
+    note_ = allowed_ ? "ending" : "no VOX: start with --transmit";
+    return;
+  }
+  if (on) note_.clear();
+  vox_ = on;
+  if (!on && source_ == source::vox) unkey("");
+}
+
+void transmitGuard::reportVox(bool on) {
+  if (byHand()) return; // an older report: VOX is off while the hand key is down
+  if (on && vox_)
+    keyBy(source::vox);
+  else if (source_ == source::vox)
+    unkey("");
+}
+
+void transmitGuard::reportOnAir(bool on) {
+  onAir_ = on;
+  changedAt_ = now_();
+  reports_ = 0;
+}
+
+void transmitGuard::reportSignal() {
+  heardAt_ = now_();
+  reports_++;
+}
+
+void transmitGuard::reportFrame() { heardAt_ = now_(); }
+
+void transmitGuard::keyBy(source s) {
+  const auto now = now_();
+  if (!keyed()) keyedAt_ = heardAt_ = checkedAt_ = now; // a change of hands doesn't wind the time-out up again
+  source_ = s;
+  falling_ = false;
+}
+
+void transmitGuard::unkey(const std::string& why) {
+  source_ = source::none;
+  falling_ = true;
+  reports_ = 0;
+  unkeyedAt_ = changedAt_ = now_();
+  if (!why.empty()) {
+    note_ = why;
+    vox_ = false;
+  }
+}
+
+void transmitGuard::check() {
+  const auto now = now_();
+  const auto stood = now - checkedAt_;
+  checkedAt_ = now;
+  if (falling_ && settled() && !stuck()) falling_ = false;
+  if (!keyed()) return;
+  if (now - keyedAt_ >= timeout_)
+    unkey(fmt::format("time-out after {} s: press the key again", timeout_.count()));
+  else if (stood > longestStall)
+    unkey("unkeyed: the program stood still");
+  else if (now - heardAt_ > longestSilence)
+    unkey("unkeyed: the radio is silent");
+}
+
+void transmitGuard::end() {
+  if (keyed() || onAir_) unkey("ending");
+  vox_ = false;
+  ended_ = true;
+}
+
+bool transmitGuard::settled() const {
+  if (keyed()) return false;
+  if (!falling_) return !onAir_;
+  const auto now = now_();
+  return now - unkeyedAt_ >= longestFall || (!onAir_ && reports_ >= holdReports && now - changedAt_ >= hold);
+}
+
+bool transmitGuard::stuck() const { return !keyed() && falling_ && onAir_ && now_() - unkeyedAt_ >= longestFall; }
+
+std::chrono::milliseconds transmitGuard::remaining() const {
+  if (!keyed()) return timeout_;
+  return std::max(std::chrono::duration_cast<std::chrono::milliseconds>(timeout_ - (now_() - keyedAt_)),
+                  std::chrono::milliseconds{0});
+}
+
+} // namespace larchhost

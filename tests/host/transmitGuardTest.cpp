@@ -1,0 +1,271 @@
+#include "host/transmitGuard.h"
+#include <gtest/gtest.h>
+
+using namespace larchhost;
+using namespace std::chrono_literals;
+
+namespace {
+
+class transmitGuardTest : public testing::Test {
+ protected:
+  transmitGuard make(bool allowed, std::chrono::seconds timeout = 180s) {
+    return transmitGuard(allowed, timeout, [this] { return now_; });
+  }
+  // Time passes as in a program that polls and hears its radio.
+  void pass(transmitGuard& g, std::chrono::milliseconds time) {
+    constexpr auto step = 192ms;
+    for (; time > 0ms; time -= step) {
+      now_ += std::min<std::chrono::milliseconds>(time, step);
+      g.reportSignal();
+      g.check();
+    }
+  }
+  // Keyed by hand and reported as on the air.
+  void transmit(transmitGuard& g) {
+    EXPECT_TRUE(g.press());
+    g.reportOnAir(true);
+  }
+  transmitGuard::clock::time_point now_{1000s};
+};
+
+TEST_F(transmitGuardTest, nothingIsKeyedWithoutPermission) {
+  auto g = make(false);
+  EXPECT_FALSE(g.press());
+  EXPECT_NE(g.note().find("--transmit"), std::string::npos);
+  g.wantVox(true);
+  EXPECT_FALSE(g.voxWanted());
+  EXPECT_NE(g.note().find("--transmit"), std::string::npos);
+  g.reportVox(true);
+  EXPECT_FALSE(g.keyed());
+}
+
+TEST_F(transmitGuardTest, aKeyIsDownUntilReleased) {
+  auto g = make(true);
+  EXPECT_FALSE(g.keyed());
+  EXPECT_TRUE(g.press());
+  pass(g, 60s);
+  EXPECT_TRUE(g.keyed());
+  g.release();
+  EXPECT_FALSE(g.keyed());
+}
+
+TEST_F(transmitGuardTest, theTimeOutUnkeysToTheSecond) {
+  auto g = make(true, 10s);
+  transmit(g);
+  EXPECT_EQ(g.remaining(), 10s);
+  pass(g, 9999ms);
+  EXPECT_TRUE(g.keyed());
+  EXPECT_EQ(g.remaining(), 1ms);
+  pass(g, 1ms);
+  EXPECT_FALSE(g.keyed());
+  EXPECT_NE(g.note().find("time-out after 10 s"), std::string::npos);
+}
+
+TEST_F(transmitGuardTest, afterATimeOutOnlyAFreshPressKeys) {
+  auto g = make(true, 5s);
+  g.wantVox(true);
+  g.reportVox(true);
+  EXPECT_TRUE(g.keyed());
+  pass(g, 5s);
+  EXPECT_FALSE(g.keyed());
+  EXPECT_FALSE(g.voxActive());
+  g.reportVox(true); // speech goes on
+  EXPECT_FALSE(g.keyed());
+  EXPECT_TRUE(g.press());
+  EXPECT_TRUE(g.keyed());
+  EXPECT_EQ(g.note(), "");
+  EXPECT_EQ(g.remaining(), 5s);
+}
+
+TEST_F(transmitGuardTest, theTimeOutHasLimitsAndNoOff) {
+  for (const auto& [asked, given] : {std::pair{0s, 1s}, {-5s, 1s}, {1799s, 1799s}, {86400s, 1800s}})
+    EXPECT_EQ(make(true, asked).remaining(), given) << asked.count();
+}
+
+TEST_F(transmitGuardTest, aHandThatTakesOverFromVoxGainsNoTime) {
+  auto g = make(true, 10s);
+  g.wantVox(true);
+  g.reportVox(true);
+  pass(g, 6s);
+  EXPECT_TRUE(g.press());
+  EXPECT_EQ(g.remaining(), 4s);
+  EXPECT_TRUE(g.press()); // nor does a second press
+  EXPECT_EQ(g.remaining(), 4s);
+}
+
+TEST_F(transmitGuardTest, theHandKeySuspendsVox) {
+  auto g = make(true);
+  g.wantVox(true);
+  EXPECT_TRUE(g.voxActive());
+  g.press();
+  EXPECT_FALSE(g.voxActive());
+  EXPECT_TRUE(g.voxWanted());
+  for (bool lastWord : {true, false}) { // from before
+    g.reportVox(lastWord);
+    EXPECT_TRUE(g.byHand());
+  }
+  g.release();
+  EXPECT_TRUE(g.voxActive());
+  EXPECT_FALSE(g.keyed());
+}
+
+TEST_F(transmitGuardTest, voxKeysAndReleasesAndSwitchedOffUnkeys) {
+  auto g = make(true);
+  g.reportVox(true); // without having been asked for
+  EXPECT_FALSE(g.keyed());
+  g.wantVox(true);
+  g.reportVox(true);
+  EXPECT_TRUE(g.keyed());
+  g.reportVox(false);
+  EXPECT_FALSE(g.keyed());
+  g.reportVox(true);
+  g.wantVox(false);
+  EXPECT_FALSE(g.keyed());
+}
+
+TEST_F(transmitGuardTest, aSilentRadioIsUnkeyed) {
+  auto g = make(true);
+  transmit(g);
+  pass(g, 5s);
+  for (int i = 0; i < 20; i++) {
+    now_ += 100ms;
+    g.check();
+    EXPECT_TRUE(g.keyed());
+  }
+  now_ += 1ms;
+  g.check();
+  EXPECT_FALSE(g.keyed());
+  EXPECT_NE(g.note().find("radio is silent"), std::string::npos);
+}
+
+TEST_F(transmitGuardTest, spectrumFramesCountAsTheRadiosVoice) {
+  auto g = make(true);
+  transmit(g);
+  for (int i = 0; i < 100; i++) {
+    now_ += 100ms;
+    g.reportFrame();
+    g.check();
+  }
+  EXPECT_TRUE(g.keyed());
+}
+
+TEST_F(transmitGuardTest, aProgramThatStoodStillIsUnkeyed) {
+  auto g = make(true);
+  transmit(g);
+  pass(g, 1s);
+  now_ += 2001ms;
+  g.reportSignal();
+  g.check();
+  EXPECT_FALSE(g.keyed());
+  EXPECT_NE(g.note().find("stood still"), std::string::npos);
+}
+
+TEST_F(transmitGuardTest, aPauseBeforeTheKeyIsNoStandstill) {
+  auto g = make(true);
+  now_ += 60s; // waiting for the radio, say
+  g.press();
+  g.check();
+  EXPECT_TRUE(g.keyed());
+}
+
+TEST_F(transmitGuardTest, theEndUnkeysAndRefusesEverything) {
+  auto g = make(true);
+  g.wantVox(true);
+  transmit(g);
+  g.end();
+  EXPECT_FALSE(g.keyed());
+  EXPECT_FALSE(g.voxActive());
+  EXPECT_FALSE(g.press());
+  g.wantVox(true);
+  g.reportVox(true);
+  EXPECT_FALSE(g.keyed());
+}
+
+TEST_F(transmitGuardTest, aStationThatNeverSentIsSettledAtOnce) {
+  auto g = make(true);
+  g.end();
+  EXPECT_TRUE(g.settled());
+}
+
+TEST_F(transmitGuardTest, settledIsAfterTheRadiosReportAndThreeOfItsReportsMore) {
+  auto g = make(true);
+  transmit(g);
+  pass(g, 2s);
+  EXPECT_FALSE(g.settled());
+  g.end();
+  pass(g, 1s); // the fall
+  EXPECT_FALSE(g.settled());
+  g.reportOnAir(false);
+  for (int i = 0; i < 2; i++) {
+    now_ += 192ms;
+    g.reportSignal();
+    EXPECT_FALSE(g.settled()) << i;
+  }
+  g.reportSignal();
+  EXPECT_TRUE(g.settled());
+  EXPECT_FALSE(g.stuck());
+}
+
+TEST_F(transmitGuardTest, theHoldIsTimeAsWellAsReports) {
+  auto g = make(true);
+  transmit(g);
+  g.end();
+  g.reportOnAir(false);
+  for (int i = 0; i < 10; i++) g.reportSignal(); // a burst
+  now_ += 149ms;
+  EXPECT_FALSE(g.settled());
+  now_ += 1ms;
+  EXPECT_TRUE(g.settled());
+}
+
+TEST_F(transmitGuardTest, aKeyThatWasUpAgainBeforeTheRadioReportedIsWaitedFor) {
+  auto g = make(true);
+  g.press();
+  g.end(); // the radio's reports of both are on their way
+  EXPECT_FALSE(g.settled());
+  pass(g, 192ms);
+  g.reportOnAir(true);
+  pass(g, 768ms);
+  EXPECT_FALSE(g.settled());
+  g.reportOnAir(false);
+  pass(g, 768ms);
+  EXPECT_TRUE(g.settled());
+}
+
+TEST_F(transmitGuardTest, aRadioThatNeverFollowsEndsTheWaitAsStuck) {
+  auto g = make(true);
+  transmit(g);
+  g.end();
+  now_ += transmitGuard::longestFall - 1ms;
+  g.check();
+  EXPECT_FALSE(g.settled());
+  EXPECT_FALSE(g.stuck());
+  now_ += 1ms;
+  g.check();
+  EXPECT_TRUE(g.settled());
+  EXPECT_TRUE(g.stuck());
+  g.check();
+  EXPECT_TRUE(g.stuck());
+}
+
+TEST_F(transmitGuardTest, theEndWaitsAlsoForAnAirThatNobodyKeyed) {
+  auto g = make(true);
+  g.reportOnAir(true);
+  g.end();
+  EXPECT_FALSE(g.settled());
+  now_ += transmitGuard::longestFall;
+  EXPECT_TRUE(g.settled());
+}
+
+TEST_F(transmitGuardTest, aFreshPressDuringTheFallTransmitsAgain) {
+  auto g = make(true, 10s);
+  transmit(g);
+  pass(g, 4s);
+  g.release();
+  g.press();
+  EXPECT_TRUE(g.keyed());
+  EXPECT_FALSE(g.settled());
+  EXPECT_EQ(g.remaining(), 10s);
+}
+
+} // namespace
