@@ -1,5 +1,6 @@
 #include "host/commands.h"
 #include "host/deviceList.h"
+#include "host/iqRecorder.h"
 #include "host/screen.h"
 #include "host/terminal.h"
 #include "host/textValues.h"
@@ -73,15 +74,16 @@ class session {
       const size_t colon = text.find(':');
       receiver r = first;
       r.frequency = needFrequency(text.substr(0, colon));
-      if (colon != std::string::npos) r.mode = parseMode(text.substr(colon + 1));
+      if (colon != std::string::npos) r.side = parseMode(text.substr(colon + 1));
       r.muted = true; // one ear
       shown_.push_back(station_.add(r));
     }
     if (!options.iq.empty()) {
       recorder_ = std::make_unique<iqRecorder>(options.iq);
       receiver r = first;
-      r.recording = true;
-      recording_ = station_.add(r, recorder_.get());
+      r.silent = true;
+      r.mode = std::make_shared<recordingMode>(*recorder_);
+      recording_ = station_.add(r);
     }
     step_ = steps[1];
     zoom_ = options.zoom;
@@ -168,8 +170,8 @@ class session {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(clock::now() - started_).count();
     std::string line = fmt::format("{:4} s", seconds);
     for (const receiver* r : shown_)
-      line += fmt::format("  {} {} {:.1f} dBm {}{}", frequencyText(r->frequency), r->mode == sideband::upper ? "USB" : "LSB",
-                          r->signal_dBm, sMeterText(r->signal_dBm), r->bandwidthSufficient ? "" : " rate too low");
+      line += fmt::format("  {} {} {:.1f} dBm {}{}", frequencyText(r->frequency), r->mode->name(r->side), r->signal_dBm,
+                          sMeterText(r->signal_dBm), r->bandwidthSufficient ? "" : " rate too low");
     line += fmt::format("  ADC {:.1f} dBFS{}  breaks {}", station_.adcPeak_dBFS(), station_.adcOverload() ? " OVERLOAD" : "",
                         station_.sequenceBreaks());
     if (recorder_) line += fmt::format("  IQ {:.0f} s", static_cast<double>(recorder_->samples()) / 48000);
@@ -189,7 +191,7 @@ class session {
     filterEdges f = r.filter;
     switch (k.character) {
     case 'q': quit_ = true; break;
-    case 'm': station_.setMode(r, r.mode == sideband::upper ? sideband::lower : sideband::upper); break;
+    case 'm': station_.setSide(r, r.side == sideband::upper ? sideband::lower : sideband::upper); break;
     case '[':
       f.high = std::max(f.high - filterStep, f.low + narrowest);
       station_.setFilter(r, f);
@@ -271,7 +273,7 @@ void catchSignals() {
 int listenCommand(const listenOptions& options) {
   receiver first;
   first.frequency = needFrequency(options.frequency);
-  first.mode = parseMode(options.mode);
+  first.side = parseMode(options.mode);
   if (!options.filter.empty()) first.filter = needFilter(options.filter);
   const auto rate = parseRate(options.rate);
   if (!rate || *rate > 384000)

@@ -8,7 +8,6 @@ namespace larchhost {
 namespace {
 
 constexpr int32_t noAudio = -1;
-constexpr int32_t recordingEdge = 23000; // Hz: what the recorder's filter passes of its 48 kHz
 constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000};
 
 asyncObject* base(void* handle) { return static_cast<asyncObject*>(handle); }
@@ -36,6 +35,8 @@ station::station(const stationSettings& settings) : settings_(settings), radio_(
   Radio_setmaxHwReceivers(asRadio(radio_), board.receivers);
   Radio_setSampleRate(asRadio(radio_), settings_.rate);
   Radio_setTransceiverOffset(asRadio(radio_), settings_.transverter);
+  HpsdrRadio_settxGain(radio_, board.minGain_dB); // the own signal is near
+  Radio_setcanTransmit(asRadio(radio_), false);
   setGain(settings_.gain_dB);
   HpsdrRadio_bindadcOvl(radio_, [](bool on) { only->adcOverload_ = on; });
   HpsdrRadio_bindadcPeakDBFS(radio_, [](double level) { only->adcPeak_dBFS_ = level; });
@@ -44,13 +45,12 @@ station::station(const stationSettings& settings) : settings_(settings), radio_(
 }
 
 station::~station() {
+  endTransmission();
   Radio_stop(asRadio(radio_));
   for (auto& r : receivers_) {
     if (!r->handle) continue;
     vtrx_bindnewSpectrum(r->handle, [](floatArray* frame, double, double, int32_t) { floatArray_delete(frame); });
-    if (r->recording)
-      proxyModDemod_bindrxChunk(reinterpret_cast<proxyModDemod*>(r->demodulator),
-                                [](complexArray* b) { complexArray_delete(b); });
+    r->mode->detach(r->demodulator);
     vtrx_remove(r->handle);
     vtrx_release(r->handle);
     modDemod_release(r->demodulator);
@@ -64,12 +64,20 @@ station::~station() {
   only = nullptr;
 }
 
-receiver* station::add(const receiver& wanted, iqRecorder* recorder) {
+receiver* station::add(const receiver& wanted) {
   if (receivers_.size() == mostReceivers) throw std::runtime_error("too many receivers");
   receivers_.push_back(std::make_unique<receiver>(wanted));
-  if (recorder) recorder_ = recorder;
-  Radio_addVtrx(asRadio(radio_), wanted.frequency, 0);
-  return receivers_.back().get();
+  receiver& r = *receivers_.back();
+  if (!r.mode) r.mode = std::make_shared<speechMode>();
+  Radio_addVtrx(asRadio(radio_), r.frequency, 0);
+  return &r;
+}
+
+transmitter& station::addTransmitter(receiver& r, const transmitSettings& settings) {
+  transmitter_ = std::make_unique<transmitter>(settings);
+  transmitting_ = &r;
+  transmitter_->prepare(radio_);
+  return *transmitter_;
 }
 
 void station::start() {
@@ -85,6 +93,16 @@ void station::start() {
 void station::poll() {
   getUpdates();
   getRenderUpdates();
+  if (transmitter_) transmitter_->update();
+}
+
+bool station::endTransmission() {
+  if (!transmitter_) return true;
+  transmitter_->guard().end();
+  for (poll(); !transmitter_->guard().settled(); poll()) std::this_thread::sleep_for(pollPause);
+  if (!transmitter_->guard().stuck()) return true;
+  Radio_setptt(asRadio(radio_), false); // the next word to the radio says so, whatever has become of the fall
+  return false;
 }
 
 void station::adopt(vtrx* handle) {
@@ -112,7 +130,7 @@ void station::adopt(vtrx* handle) {
 
 // The callbacks carry no context: each receiver has functions of its own.
 template <size_t n> void station::bindReceiver(vtrx* handle) {
-  vtrx_bindsignalStrength(handle, [](double level) { only->receivers_[n]->signal_dBm = level; });
+  vtrx_bindsignalStrength(handle, [](double level) { only->takeSignal(*only->receivers_[n], level); });
   vtrx_bindbandwidthSufficient(handle, [](bool enough) { only->receivers_[n]->bandwidthSufficient = enough; });
   vtrx_bindrxagc(handle, [](agc* gain) {
     asyncObject_bindDeleted(base(gain), ignoreEnd);
@@ -127,51 +145,57 @@ template <size_t n> void station::bindReceiver(vtrx* handle) {
   });
 }
 
+void station::takeSignal(receiver& r, double level) {
+  r.signal_dBm = level;
+  if (&r == transmitting_) transmitter_->guard().reportSignal();
+}
+
 // A point shows what lies one bin of the receiver's stream above its frequency; the trace has it where it belongs.
 void station::takeFrame(receiver& r, floatArray* frame, double low, double high) {
   const auto size = static_cast<size_t>(floatArray_size(frame));
   const double bin = (high - low) / static_cast<double>(std::max<size_t>(size, 1)) * std::min(r.zoom, 1.0);
   r.trace.add({floatArray_data(frame), size}, low + bin, high + bin);
   framesSeen_++;
+  if (transmitter_) transmitter_->guard().reportFrame();
   floatArray_delete(frame);
 }
 
 void station::configure(receiver& r) {
-  if (r.recording) {
-    proxyModDemod* proxy = proxyModDemod_create();
-    proxyModDemod_bindrxChunk(proxy, [](complexArray* block) { only->recorder_->offer(block); }); // on a signal thread
-    r.demodulator = reinterpret_cast<modDemod*>(proxy);
-  } else {
-    r.demodulator = reinterpret_cast<modDemod*>(ssbModDemod_create());
-  }
+  r.demodulator = r.mode->create();
   asyncObject_bindDeleted(base(r.demodulator), ignoreEnd);
   vtrx_setModulation(r.handle, r.demodulator);
   showFilter(r);
-  vtrx_setforegroundDisplay(r.handle, !r.recording);
-  if (r.recording)
+  vtrx_setforegroundDisplay(r.handle, !r.silent);
+  if (r.silent)
     vtrx_setaudioOutput(r.handle, noAudio);
   else if (r.audioDevice >= noAudio)
     vtrx_setaudioOutput(r.handle, r.audioDevice);
   vtrx_setmuted(r.handle, r.muted);
+  if (&r == transmitting_) {
+    transmitter_->attach(r.handle);
+    showTransmitFilter();
+  }
   vtrx_start(r.handle);
 }
 
 void station::showFilter(receiver& r) {
-  if (r.recording)
-    vtrx_setRxFilter(r.handle, -recordingEdge, recordingEdge);
-  else if (r.mode == sideband::upper)
-    vtrx_setRxFilter(r.handle, r.filter.low, r.filter.high);
-  else
-    vtrx_setRxFilter(r.handle, -r.filter.high, -r.filter.low);
+  const signedEdges edges = r.mode->receiveEdges(r.filter, r.side);
+  vtrx_setRxFilter(r.handle, edges.low, edges.high);
+}
+
+void station::showTransmitFilter() {
+  const receiver& r = *transmitting_;
+  transmitter_->setEdges(r.mode->transmitEdges(transmitter_->settings().filter, r.side));
 }
 
 void station::tune(receiver& r, int32_t frequency) {
   r.frequency = std::max(frequency, 0);
   vtrx_setvfo(r.handle, r.frequency);
 }
-void station::setMode(receiver& r, sideband mode) {
-  r.mode = mode;
+void station::setSide(receiver& r, sideband side) {
+  r.side = side;
   showFilter(r);
+  if (&r == transmitting_) showTransmitFilter();
 }
 void station::setFilter(receiver& r, filterEdges filter) {
   r.filter = filter;

@@ -1,8 +1,9 @@
 // One radio with its transceivers, driven through the library's plain functions.
 #pragma once
 #include "host/boardProfile.h"
-#include "host/iqRecorder.h"
 #include "host/spectrumTrace.h"
+#include "host/stationMode.h"
+#include "host/transmitter.h"
 #include "runtime/larchlib.h"
 #include <array>
 #include <memory>
@@ -11,19 +12,14 @@
 
 namespace larchhost {
 
-enum class sideband { upper, lower };
-
-struct filterEdges {
-  int32_t low = 200, high = 2900; // Hz from the carrier, both above 0; the sideband gives them their sign
-};
-
 // One virtual transceiver as the program sees it.
 struct receiver {
   int32_t frequency = 0; // Hz
-  sideband mode = sideband::upper;
+  sideband side = sideband::upper;
   filterEdges filter;
-  bool recording = false;   // the silent one that feeds the IQ recorder
-  int32_t audioDevice = -2; // -2: the system's default
+  std::shared_ptr<stationMode> mode; // empty: speechMode; not to be shared between receivers
+  bool silent = false;               // neither sound nor spectrum, as the IQ recorder's
+  int32_t audioDevice = -2;          // -2: the system's default
   bool muted = false;
   double zoom = 1;
 
@@ -43,8 +39,9 @@ struct stationSettings {
   int32_t transverter = 0; // Hz added to the radio's frequencies
 };
 
-// There is one station a process, since the library's callbacks carry no context. All on the polling thread. Destroyed, it stops
-// the radio, removes its transceivers and polls until the library has let go of them.
+// There is one station a process, since the library's callbacks carry no context. All on the polling thread. Destroyed, also by
+// an exception, it ends a transmission and polls until that has reached the radio, stops the radio, removes its transceivers and
+// polls until the library has let go of them.
 class station {
  public:
   static constexpr size_t mostReceivers = 8;
@@ -55,18 +52,23 @@ class station {
   station& operator=(const station&) = delete;
 
   // Before start. The pointer stays valid; throws std::runtime_error beyond mostReceivers.
-  receiver* add(const receiver& wanted, iqRecorder* recorder = nullptr);
+  receiver* add(const receiver& wanted);
+  // Before start: the receiver that transmits. Without it, and without its `allowed`, the radio object refuses to key.
+  transmitter& addTransmitter(receiver& r, const transmitSettings& settings);
   void start();
-  void poll(); // getUpdates and getRenderUpdates
+  void poll(); // getUpdates, getRenderUpdates, and what the transmitter's rules ask for
+  // Ends a transmission and polls until the radio has it; nothing is keyed afterwards. False: the radio didn't follow.
+  bool endTransmission();
 
   void tune(receiver& r, int32_t frequency);
-  void setMode(receiver& r, sideband mode);
-  void setFilter(receiver& r, filterEdges filter);
+  void setSide(receiver& r, sideband side);
+  void setFilter(receiver& r, filterEdges filter); // of reception
   void setMuted(receiver& r, bool muted);
   void setZoom(receiver& r, double zoom);
   void setGain(int32_t gain_dB); // within the board's limits
 
   const stationSettings& settings() const { return settings_; }
+  transmitter* sender() const { return transmitter_.get(); } // null: this station only receives
   bool adcOverload() const { return adcOverload_; }
   double adcPeak_dBFS() const { return adcPeak_dBFS_; }
   int32_t sequenceBreaks() const { return sequenceBreaks_; }
@@ -74,16 +76,19 @@ class station {
 
  private:
   template <size_t n> void bindReceiver(vtrx* handle);
+  void takeSignal(receiver& r, double level);
   void takeFrame(receiver& r, floatArray* frame, double low, double high);
   void adopt(vtrx* handle); // the next receiver that waits for its handle
   void configure(receiver& r);
   void showFilter(receiver& r);
+  void showTransmitFilter();
 
   static station* only;
   stationSettings settings_;
   HpsdrRadio* radio_;
   std::vector<std::unique_ptr<receiver>> receivers_;
-  iqRecorder* recorder_ = nullptr;
+  std::unique_ptr<transmitter> transmitter_;
+  receiver* transmitting_ = nullptr; // the one that transmits
   size_t adopted_ = 0;
   int32_t objectsAlive_ = 0;
   bool adcOverload_ = false;
