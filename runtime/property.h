@@ -73,7 +73,12 @@ template <class T> class property {
   static constexpr bool isObject = std::is_same_v<hostFunction, void (*)(handle*)>;
 
   // NaN on either side counts as different
-  bool differs(const T& wanted) const { return !(value == wanted); }
+  bool differs(const T& wanted) const {
+    if constexpr (word)
+      return !(get() == wanted); // signal code may write what the host sets on the owner's group
+    else
+      return !(value == wanted);
+  }
   void change(const T& wanted) {
     if constexpr (word)
       storeWord(value, wanted);
