@@ -1,24 +1,33 @@
-// Morse telegraphy: what the host sets of it, its key and the text that waits to be sent.
+// Morse telegraphy: a tone and text from what is received; transmits what a straight key and a text queue key.
 #pragma once
+#include "dsp/oscillator.h"
+#include "modes/cwDecoder.h"
 #include "modes/hostEvents.h"
 #include "modes/modDemod.h"
+#include "modes/straightKey.h"
+#include "modes/textKeyer.h"
 #include "modes/textRing.h"
 #include <string>
 
 namespace larch {
 
-// Holds its properties, the state of the straight key and the text ring; receives and transmits as the empty mode.
 class cwModDemod : public modDemod {
  public:
   explicit cwModDemod(std::shared_ptr<syncTask> group);
 
-  // The straight key, on this object's group. Down also raises the transceiver's ptt; up leaves it to the hang time.
+  // Audio: the block moved up by freq. Decodes while the transceiver doesn't transmit. rt but for what the posted text costs.
+  buff<float> demodulate(const cbuff& block) override;
+  // The straight key goes before the text; the microphone isn't heard. Ends the transmission at a "~" or a line end in the text,
+  // and when nothing has been keyed for swHangTime. rt but for what the posted text costs.
+  void modulate(const cbuff& input, const cbuff& output) override;
+
+  // The straight key, on this object's group, carried out on the transceiver's. Down also raises the transceiver's ptt; up leaves
+  // it to the hang time.
   void keyDown();
   void keyUp();
-  bool isKeyDown() const { return keyDown_.load(std::memory_order_relaxed); }
-  // On this object's group: see textRing.
-  void queueText(const std::string& text, uint32_t base) { text_.queue(text, base); }
-  textRing& text() { return text_; }
+  // As above: see textRing. Text alone doesn't raise ptt.
+  void queueText(const std::string& text, uint32_t base);
+  int32_t sentCount() const { return text_.sentCount(); } // characters taken out of the queue, any thread
 
   property<double> freq{650.0};          // Hz: pitch of the receive tone and the sidetone
   property<double> wpm{20.0};            // words per minute, transmit
@@ -32,11 +41,20 @@ class cwModDemod : public modDemod {
   hostText newDebug = nullptr;  // can be bound, nothing calls it
 
  private:
-  void key(const modDemodOwner& held, bool down);
+  void decode(const cbuff& block);
+  void silenceText(const modDemodOwner& held);
+  void publishSidetone(audioOutputStream& sound);
+  std::optional<char> nextCharacter();
+  void endTransmission();
+  void tell(const hostText& event, char c);
 
-  // relaxed: the transmit chain reads one word a block, and either value will do
-  std::atomic<bool> keyDown_{false};
+  // All of it is the signal's: touched on the transceiver's group, or on this object's while it serves no transceiver.
+  oscillator tone_;
+  cwDecoder decoder_;
+  straightKey key_;
+  textKeyer keyer_;
   textRing text_;
+  double lastFreq_; // what the sidetone has been told; NaN: nothing yet
 };
 
 } // namespace larch
