@@ -23,6 +23,8 @@ struct settings {
   std::vector<double> silence; // after, for
   double seconds = 0;
   std::string transmitFile;
+  double txBack_s = 0; // 0: nothing comes back
+  double txBackLevel_dBFS = -40;
 };
 
 void addOptions(CLI::App& app, settings& s) {
@@ -57,6 +59,13 @@ void addOptions(CLI::App& app, settings& s) {
   app.add_option("--silence", s.silence, "AFTER FOR: send nothing for FOR seconds, AFTER seconds from the start")
       ->expected(2)
       ->group("Faults");
+  app.add_option("--tx-back", s.txBack_s, "put what the host transmits on the band, so many seconds later")
+      ->check(CLI::Range(transmitEcho::shortestDelay_s, 600.0));
+  app.add_option("--tx-back-level", s.txBackLevel_dBFS, "level of a full-scale transmission there, in dBFS")
+      ->capture_default_str();
+  app.add_option("--tx-zone", s.radio.transmitZone, "Nyquist zone that the transmitter's filters let through, 0 the first")
+      ->check(CLI::Range(0, 15))
+      ->capture_default_str();
   app.add_option("--record-tx", s.transmitFile, "write what the host transmits to this WAV file at the end");
   app.add_option("--seconds", s.seconds, "end after so many seconds");
   app.add_flag("--verbose", s.verbose, "print each register by name when it changes");
@@ -124,6 +133,7 @@ int play(settings& s, const sigset_t& ends) {
   if (s.noiseGiven) scene->setNoise(s.noise_dBFS);
   protocol1Radio radio(s.radio, scene);
   radio.setFaults(s.faults);
+  if (s.txBack_s > 0) radio.setTransmitEcho(std::make_shared<transmitEcho>(scene, s.txBack_s, s.txBackLevel_dBFS));
   if (s.verbose) {
     for (const auto& signal : scene->current()->signals) fmt::print("{}\n", signal->describe());
     radio.onRegister([](const registerWrite& w) { fmt::print("register {}\n", describeRegister(w)); });

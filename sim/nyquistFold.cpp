@@ -16,4 +16,9 @@ foldedImages foldIntoBand(double frequency_Hz, double clock_Hz) {
   return result;
 }
 
+double unfolded(double alias_Hz, int zone, double clock_Hz) {
+  const double half = clock_Hz / 2;
+  return zone % 2 == 0 ? zone * half + alias_Hz : (zone + 1) * half - alias_Hz;
+}
+
 } // namespace larch::sim

@@ -21,4 +21,7 @@ struct foldedImages {
 // The other two are its neighbours across 0 and across clock/2, which a receiver close to these edges sees beside it.
 foldedImages foldIntoBand(double frequency_Hz, double clock_Hz);
 
+// The other way: the frequency in Nyquist zone `zone` (0 is the first) whose alias in the first zone is given.
+double unfolded(double alias_Hz, int zone, double clock_Hz);
+
 } // namespace larch::sim

@@ -4,6 +4,7 @@
 #include <system_error>
 #include <ctime>
 #include <fmt/format.h>
+#include "sim/nyquistFold.h"
 
 namespace larch::sim {
 
@@ -12,10 +13,12 @@ constexpr int64_t turn_ns = 1000000;      // the sending thread's beat
 constexpr double longestCatchUp_s = 0.25; // later than that it gives up the time that was lost
 constexpr int idleWait_ms = 100;
 constexpr int bindAttempts = 1000;
+constexpr uint32_t longestHole = 1000; // datagrams lost in a row; a larger step of the sequence number is a host that began anew
 } // namespace
 
 protocol1Radio::protocol1Radio(radioOptions options, std::shared_ptr<const bandScene> scene)
-    : built(options), socket(options.bindAddress, options.port), stream(options, std::move(scene)), inUse(options.inUse) {}
+    : built(options), clock_Hz(options.clock_Hz > 0 ? options.clock_Hz : options.board->clock_Hz),
+      socket(options.bindAddress, options.port), stream(options, std::move(scene)), inUse(options.inUse) {}
 
 protocol1Radio::~protocol1Radio() { stop(); }
 
@@ -91,6 +94,7 @@ void protocol1Radio::handleStart(uint8_t bits, const endpointAddress& sender) {
   counted.widebandOn = wideband;
   iqBefore = stream.counts().iq;
   stream.start(iq, wideband);
+  if (echo) echo->restart();
   origin = lastArrival = std::chrono::steady_clock::now();
   originTrue_s = byHand_s = stream.clock.trueTime_s();
   lastData_s = stream.clock.radioTime_s();
@@ -103,6 +107,9 @@ void protocol1Radio::handleData(const hostDatagram& datagram, const endpointAddr
   const bool fresh = !counted.streaming && datagram.sequence == 0;
   if (sequenceKnown && !fresh && datagram.sequence != expectedSequence)
     faultsSeen.add(problem::sequenceBreak, fmt::format("{} where {} was due", datagram.sequence, expectedSequence));
+  const uint32_t lost = datagram.sequence - expectedSequence;
+  if (echo && counted.streaming && sequenceKnown && lost > 0 && lost < longestHole)
+    echo->skip(size_t{lost} * 2 * p1TxSamplesPerFrame, moment());
   sequenceKnown = true;
   expectedSequence = datagram.sequence + 1;
   ++counted.dataReceived;
@@ -117,21 +124,33 @@ void protocol1Radio::handleData(const hostDatagram& datagram, const endpointAddr
                        counted.streaming,
                        {datagram.frame[0].mox(), datagram.frame[1].mox()},
                        {static_cast<uint8_t>(datagram.frame[0].address()), static_cast<uint8_t>(datagram.frame[1].address())}});
-  const double clock_Hz = built.clock_Hz > 0 ? built.clock_Hz : built.board->clock_Hz;
   for (const commandFrame& frame : datagram.frame) {
-    if (!frame.syncOk) { // boards lose such a frame
-      faultsSeen.add(problem::wrongSync, fmt::format("datagram {}", datagram.sequence));
+    if (frame.syncOk) {
+      handleFrame(frame);
       continue;
-    }
-    const int before = file.settings().receivers;
-    if (file.write(frame.c, clock_Hz, faultsSeen) && listener) listener(registerWrite{file.frames() - 1, frame.c});
-    const int owned = built.receivers > 0 ? built.receivers : built.board->receivers;
-    if (file.settings().receivers != before && file.settings().receivers > owned)
-      faultsSeen.add(problem::tooManyReceivers, fmt::format("{} of {}", file.settings().receivers, owned));
-    monitor.add(frame);
+    } // boards lose such a frame
+    faultsSeen.add(problem::wrongSync, fmt::format("datagram {}", datagram.sequence));
+    if (echo && counted.streaming) echo->skip(p1TxSamplesPerFrame, moment());
   }
   constexpr int gainRegister = 10;
   stream.configure(file.settings(), file.writes(gainRegister) > 0);
+}
+
+void protocol1Radio::handleFrame(const commandFrame& frame) {
+  const int before = file.settings().receivers;
+  if (file.write(frame.c, clock_Hz, faultsSeen) && listener) listener(registerWrite{file.frames() - 1, frame.c});
+  const int owned = built.receivers > 0 ? built.receivers : built.board->receivers;
+  if (file.settings().receivers != before && file.settings().receivers > owned)
+    faultsSeen.add(problem::tooManyReceivers, fmt::format("{} of {}", file.settings().receivers, owned));
+  monitor.add(frame);
+  const transmitFrame& sent = air.make(frame, file.settings().cwInternal);
+  if (echo && counted.streaming) echo->add(sent, moment());
+}
+
+transmitMoment protocol1Radio::moment() const {
+  const double speed = stream.clock.speedFactor();
+  const double carrier_Hz = unfolded(file.settings().txFrequency_Hz * speed, built.transmitZone, clock_Hz * speed);
+  return {stream.clock.trueTime_s(), transmitRate_Hz * speed, carrier_Hz, built.transmitZone % 2 != 0};
 }
 
 // ---- to the host
@@ -291,6 +310,11 @@ void protocol1Radio::recordTransmit(bool on) {
 void protocol1Radio::recordArrivals(bool on) {
   const std::lock_guard lock(guard);
   keepArrivals = on;
+}
+
+void protocol1Radio::setTransmitEcho(std::shared_ptr<transmitEcho> next) {
+  const std::lock_guard lock(guard);
+  echo = std::move(next);
 }
 
 void protocol1Radio::onRegister(std::function<void(const registerWrite&)> hears) {

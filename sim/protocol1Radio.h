@@ -13,6 +13,7 @@
 #include "sim/datagramSocket.h"
 #include "sim/problemLog.h"
 #include "sim/protocol1Stream.h"
+#include "sim/transmitEcho.h"
 #include "sim/transmitMonitor.h"
 
 namespace larch::sim {
@@ -86,6 +87,8 @@ class protocol1Radio {
   void setAdcInput(int adc, adcInput input); // adc 0 to 3
   void recordTransmit(bool on);
   void recordArrivals(bool on);
+  // What is transmitted while a stream runs goes there, too. Two radios must not share one.
+  void setTransmitEcho(std::shared_ptr<transmitEcho> echo);
   // Called for each register that changed and each device write, on the thread that took the datagram, under the guard: it
   // must not call the radio.
   void onRegister(std::function<void(const registerWrite&)> listener);
@@ -103,6 +106,8 @@ class protocol1Radio {
   void handle(std::span<const uint8_t> datagram, const endpointAddress& sender);
   void handleStart(uint8_t bits, const endpointAddress& sender);
   void handleData(const hostDatagram& datagram, const endpointAddress& sender);
+  void handleFrame(const commandFrame& frame);
+  transmitMoment moment() const;
   void emitGuarded(size_t n);
   void watchHost();
   void loop();
@@ -110,6 +115,7 @@ class protocol1Radio {
   radioReport reportGuarded() const;
 
   radioOptions built;
+  double clock_Hz;
   datagramSocket socket;
   mutable std::mutex guard;
   std::condition_variable changed;
@@ -117,7 +123,9 @@ class protocol1Radio {
   registerFile file;
   problemLog faultsSeen;
   transmitMonitor monitor;
-  radioReport counted; // the counters; the rest is filled in on request
+  transmitSignal air;
+  std::shared_ptr<transmitEcho> echo; // may be none
+  radioReport counted;                // the counters; the rest is filled in on request
   hostDatagram incoming;
   bool inUse, keepArrivals = false, sequenceKnown = false, stopping = false;
   uint32_t expectedSequence = 0;

@@ -25,6 +25,8 @@ struct radioOptions {
   int widebandFullScale = 0;            // 0: the board's
   double iqFullScale = 1;               // share of the 24 bits that a full converter reading fills; larch-sim takes the board's
 
+  int transmitZone = 0; // Nyquist zone that the filters behind the transmitter let through; the register names its alias
+
   bool sayReceiverCount = false; // the third sync byte of each frame is the receiver count less one, not 7F
   size_t receiverCountLag = 0;   // datagrams that still go out with the old count after the host changed it
   double watchdog_s = 0;         // the stream stops when the host sent nothing for so long; 0: never

@@ -6,7 +6,7 @@
 namespace larch::sim {
 
 namespace {
-constexpr double fullScale = 32767, transmitRate_Hz = 48000;
+constexpr double fullScale = transmitFullScale;
 }
 
 void transmitMonitor::add(const commandFrame& frame) {

@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 #include <vector>
-#include "sim/protocol1Codec.h"
+#include "sim/transmitSignal.h"
 
 namespace larch::sim {
 

@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <gtest/gtest.h>
-#include "tests/sim/simHost.h"
+#include "tests/sim/transmittingHost.h"
 #include "tests/support/protocol1Vectors.h"
 
 using namespace larch::simtest;
@@ -122,6 +122,29 @@ TEST_F(larchSimProgramTest, goesSilentAndComesBack) {
     last = sequenceOf(d);
   }
   EXPECT_GE(gap, 1000u); // numbers went on
+}
+
+TEST_F(larchSimProgramTest, putsTheTransmissionBackOnTheBand) {
+  program sim({"--port", "0", "--scene", "none", "--board", "hermes", "--tx-back", "0.2", "--tx-back-level", "-6", "--quiet"});
+  simHost host("127.0.0.1", sim.port());
+  host.configure(0, 1);
+  host.tune(0, 7100000);
+  host.start(1);
+  // a carrier of half of full scale until it comes back; each datagram pays for one
+  std::array<std::complex<double>, 126> z;
+  z.fill(0.5);
+  double loudest = -300, first = -1;
+  for (int i = 0; i < 2000 && loudest < -12.1; ++i) {
+    const bytes d = host.receive(10000);
+    ASSERT_EQ(d.size(), 1032u);
+    samples heard;
+    appendSamples(d, 1, 0, heard);
+    loudest = std::max(loudest, dB(dftAt(heard, -300, 48000)));
+    if (first < 0 && loudest > -60) first = i;
+    host.send(transmitDatagram(host.sequence++, registerCommand(1, 7100300), registerCommand(4, 0), true, z.data()));
+  }
+  EXPECT_NEAR(loudest, -12.04, 0.1);
+  EXPECT_GE(first, 76); // 0.2 s
 }
 
 TEST_F(larchSimProgramTest, refusesWhatItCantDo) {
