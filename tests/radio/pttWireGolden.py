@@ -6,8 +6,10 @@ Each received datagram pays for one sent (one receiver, 48000 Hz). A step is ("r
 """
 import math
 import struct
+import sys
 import zlib
-from transmitGolden import drive, words
+sys.dont_write_bytecode = True
+from transmitGolden import drive, words  # noqa: E402
 
 PI, CLOCK, RX_GAIN, TX_GAIN, LEAST = 3.1415927, 73728000, 24, -3, -12
 FIRST_FREQUENCY, RX_FILTER, TX_FILTER = 14095600, 0x22, 0x11
