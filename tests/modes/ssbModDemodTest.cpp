@@ -3,6 +3,7 @@
 #include "dsp/filterDesign.h"
 #include "dsp/vectorOps.h"
 #include "tests/modes/ssbModDemodGolden.h"
+#include "tests/modes/ssbSpeech.h"
 #include "tests/runtime/testGroup.h"
 #include <gtest/gtest.h>
 #include <random>
@@ -146,22 +147,6 @@ TEST_F(ssbModDemodTest, newCurveTakesEffectWithTheNextFilterOnly) {
   EXPECT_NEAR(partAt(speak(937.5, 0.1f, 20), -937.5), flat, 1e-4 * flat);
 }
 
-// The voice of ssbFormulas.py.
-std::vector<float> speech() {
-  std::vector<float> samples;
-  for (int n = 0; n < speechSamples; n++) {
-    double x = 0;
-    for (int h = 1; h <= 24; h++) {
-      const double f = 125.0 * h;
-      const double weight = 1 / (1 + std::pow((f - 500) / 200, 2)) + 0.5 / (1 + std::pow((f - 1500) / 300, 2));
-      x += weight * std::sin(2 * pi * f * n / 48000 + h * h);
-    }
-    x *= 0.16 * (1 - std::cos(2 * pi * n / 2400.0));
-    samples.push_back(static_cast<float>(std::floor(4096 * x + 0.5) / 4096));
-  }
-  return samples;
-}
-
 TEST_F(ssbModDemodTest, speechLeavesAsTheFormulasSay) {
   const auto wireless = keptByCore(Wireless::create(env.group));
   wireless->Init();
@@ -170,7 +155,8 @@ TEST_F(ssbModDemodTest, speechLeavesAsTheFormulasSay) {
     wireless->DefaultMicEQ.items[row]->inp.set(speechCurve[row].frequency_Hz);
     wireless->DefaultMicEQ.items[row]->outp.set(speechCurve[row].gain);
   }
-  const auto voice = speech();
+  std::vector<float> voice;
+  for (int n = 0; n < speechSamples; n++) voice.push_back(static_cast<float>(speechAt(n)));
   long sum = 0;
   for (int n = 0; n < speechSamples; n++) sum += std::lround(4096 * voice[static_cast<std::size_t>(n)]) * (n % 17 + 1);
   ASSERT_EQ(sum, speechSum) << "not the voice that the expected values belong to";

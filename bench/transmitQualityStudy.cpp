@@ -1,0 +1,260 @@
+// What is transmitted, measured in the words that a radio gets: transmitQualityStudy [table ...], without a name all tables.
+// Spectra: seven-term Blackman-Harris window, 65536 points (0.73 Hz a bin) where nothing else is said.
+#include "modes/sigGenModDemod.h"
+#include "modes/ssbModDemod.h"
+#include "runtime/log.h"
+#include "tests/radio/transmitQualityMeasures.h"
+#include "tests/radio/transmitQualitySounds.h"
+#include "tests/radio/transmitQualityStation.h"
+#include <cstdio>
+#include <cstring>
+
+using namespace larch;
+using namespace larch::test;
+
+namespace {
+
+constexpr std::size_t settled = 8000; // samples: silence, rise and all delays
+constexpr double enough_s = 2.0;      // for two transforms
+
+std::shared_ptr<ssbModDemod> flatSsb(double compression) {
+  auto mode = keptByCore(std::make_shared<ssbModDemod>(nullptr));
+  mode->UseMicEQ.set(false);
+  mode->compression.set(compression);
+  return mode;
+}
+
+std::vector<cdouble> settledPart(std::vector<cdouble> sent) {
+  const auto end = sent.end() - 2000; // the fall and the hold
+  return {sent.begin() + settled, end};
+}
+
+powerSpectrumOf spectrumOf(const std::vector<cdouble>& samples, uint32_t length = 65536) {
+  return {samples.data(), samples.size(), length};
+}
+
+void twoToneTable(double f1, double f2) {
+  std::printf("\nTwo tones of %g and %g Hz, filter 200 to 2900 Hz, no equaliser. dBFS, dBc to the stronger tone\n", f1, f2);
+  std::printf("compr  each tone  on the wire    peak  2f1-f2   2f2-f1   3f1-2f2  3f2-2f1  strongest other line\n");
+  for (const double compression : {0.25, 1.0, 2.0, 4.0}) {
+    transmittingStation station({});
+    station.use(flatSsb(compression));
+    for (const double level : {-40.0, -26.0, -20.0, -14.0, -10.0, -6.0}) {
+      station.speak(twoTones(f1, f2, fromDecibels(level)));
+      const auto sent = settledPart(station.send(enough_s));
+      const auto p = spectrumOf(sent);
+      const double tone = std::max(p.line(f1), p.line(f2));
+      std::printf("%5.2f  %9.0f  %11.2f  %6.3f  %7.1f  %7.1f  %7.1f  %7.1f  %7.1f\n", compression, level, decibels(tone),
+                  largestMagnitude(sent), decibels(p.line(2 * f1 - f2) / tone), decibels(p.line(2 * f2 - f1) / tone),
+                  decibels(p.line(3 * f1 - 2 * f2) / tone), decibels(p.line(3 * f2 - 2 * f1) / tone),
+                  decibels(p.strongestBeside({f1, f2}) / tone));
+    }
+  }
+}
+
+void imd() {
+  twoToneTable(700, 1900);
+  twoToneTable(1400, 1700);
+}
+
+void sideband() {
+  std::printf(
+      "\nA sine of -6 dBFS, filter 200 to 2900 Hz, no equaliser. The suppressed line and all power on the other side, dBc\n");
+  std::printf("  Hz ");
+  const double compressions[] = {0.25, 0.5, 1.0, 2.0, 4.0};
+  for (const double c : compressions) std::printf("   compression %-5.2f      ", c);
+  std::printf("\n     ");
+  for (std::size_t i = 0; i < std::size(compressions); i++) std::printf("   wire dBFS    -f   side  ");
+  std::printf("\n");
+  for (const double f : {200.0, 300.0, 400.0, 700.0, 1000.0, 1500.0, 2000.0, 2500.0, 2800.0, 2900.0}) {
+    std::printf("%5.0f", f);
+    for (const double c : compressions) {
+      transmittingStation station({});
+      station.use(flatSsb(c));
+      station.speak(sineOf(f + 0.37, 0.5)); // no period of a few samples: rounding is noise, not lines
+      const auto p = spectrumOf(settledPart(station.send(enough_s)));
+      const double wanted = p.line(f + 0.37);
+      if (wanted == 0) {
+        std::printf("    nothing                ");
+        continue;
+      }
+      std::printf("  %8.1f  %6.1f %6.1f ", decibels(wanted), decibels(p.line(-f - 0.37) / wanted),
+                  decibels(p.between(-24000, -20) / wanted));
+    }
+    std::printf("\n");
+  }
+}
+
+void carrier() {
+  std::printf("\nThe carrier (16 Hz around it) under a sine of 1000.37 Hz of -6 dBFS, with and without 0.25 of constant in the "
+              "microphone, dBc\n");
+  for (const double constant : {0.0, 0.25})
+    for (const double c : {0.25, 1.0, 4.0}) {
+      transmittingStation station({});
+      station.use(flatSsb(c));
+      const auto sine = sineOf(1000.37, 0.5);
+      station.speak([=](int64_t n) { return sine(n) + constant; });
+      const auto p = spectrumOf(settledPart(station.send(enough_s)));
+      std::printf("constant %.2f compression %.2f: %.1f\n", constant, c, decibels(p.line(0) / p.line(1000.37)));
+    }
+}
+
+void speech() {
+  std::printf("\nVoice-like noise, filter 200 to 2900 Hz, no equaliser; 8 s. Levels: power within 500 Hz, to the whole, dB. Bins "
+              "of 5.9 Hz\n");
+  std::printf("compr   rms in  rms out  peak   99 %% from to Hz     width  below 100  above 3000");
+  for (const int f : {-10, -6, -4, 4, 6, 10}) std::printf("  %+3d kHz", f);
+  std::printf("\n");
+  for (const double c : {0.25, 0.5, 1.0, 2.0, 4.0, 20.0}) {
+    transmittingStation station({});
+    station.use(flatSsb(c));
+    station.speak(voiceLikeNoise(fromDecibels(-20)));
+    const auto sent = settledPart(station.send(8.2));
+    const auto p = spectrumOf(sent, 8192);
+    const auto [low, high] = p.occupied();
+    std::printf("%5.2f  %6.1f  %7.1f  %.3f  %6.0f %6.0f  %9.0f  %9.1f  %9.1f ", c, -20.0, decibels(p.total()),
+                largestMagnitude(sent), low, high, high - low, decibels(p.between(-24000, 100) / p.total()),
+                decibels(p.between(3000, 23990) / p.total()));
+    for (const double f : {-10e3, -6e3, -4e3, 4e3, 6e3, 10e3})
+      std::printf("  %7.1f", decibels(p.between(f - 250, f + 250) / p.total()));
+    std::printf("\n");
+  }
+}
+
+void boundaries() {
+  constexpr double f = 1234.567;
+  std::printf(
+      "\nA sine of %g Hz for 44 s, bins of 0.092 Hz: lines at multiples of 48000/126 and 48000/512 Hz, to the tone and to the "
+      "noise around them\n",
+      f);
+  for (const double c : {0.5, 4.0}) {
+    transmittingStation station({});
+    station.use(flatSsb(c));
+    station.speak(sineOf(f, 0.9));
+    const auto p = spectrumOf(settledPart(station.send(44.3)), 524288);
+    const double tone = p.line(f);
+    for (const double step : {48000 / 126.0, 48000 / 512.0}) {
+      double most = 0, mostAt = 0, mean = 0, around = 0;
+      int count = 0;
+      for (int k = -static_cast<int>(23900 / step); k * step < 23900; k++)
+        for (const double line : {k * step, f + k * step}) { // of its own, or around the tone
+          if (std::abs(line) > 23900 || std::abs(line - f) < 2) continue;
+          const double power = p.line(line);
+          if (power > most) most = power, mostAt = line;
+          mean += power;
+          around += p.line(line + 10 * p.bin_Hz() * 1.7);
+          count++;
+        }
+      std::printf("compression %.1f, %6.2f Hz: strongest %.1f dBc at %.1f Hz; mean %.2f dB against the noise beside\n", c, step,
+                  decibels(most / tone), mostAt, decibels(mean / around));
+    }
+    std::printf("all noise %.1f dBc\n", decibels((p.total() - tone) / tone));
+  }
+}
+
+void peaks() {
+  std::printf("\nLargest magnitude of the words, 1: 32766, which is also their own limit; "
+              "voice-like noise and a square wave\n");
+  for (const double level : {-20.0, -6.0, 0.0})
+    for (const double c : {0.5, 1.0, 2.0, 4.0, 20.0, 1e6}) {
+      transmittingStation station({});
+      station.use(flatSsb(c));
+      station.speak(voiceLikeNoise(fromDecibels(level)));
+      const double voice = largestMagnitude(station.send(5));
+      station.speak([a = fromDecibels(level)](int64_t n) { return n / 37 % 2 ? a : -a; });
+      const double square = largestMagnitude(station.send(1));
+      std::printf("%4.0f dBFS rms, compression %7.1f: voice %.5f square %.5f\n", level, c, voice, square);
+    }
+}
+
+void generator() {
+  std::printf("\nThe signal generator's two tones, carrier 0.5 and tone 0.5 at 1000.37 Hz below, board with sixteen levels; dBc "
+              "to one tone\n");
+  std::printf("drive  dBFS each   IM3 low  IM3 high  strongest line beside  all but the tones\n");
+  for (const int drive : {255, 254, 253, 252, 251, 250, 200, 180, 150, 100, 50, 10, 1}) {
+    transmittingStation station({14'100'000, true, drive});
+    const auto mode = keptByCore(std::make_shared<sigGenModDemod>(nullptr));
+    mode->ampl1.set(0.5);
+    mode->ampl2.set(0.5);
+    mode->freq2.set(1000.37);
+    station.use(mode, -3000, 3000);
+    const auto p = spectrumOf(settledPart(station.send(enough_s)));
+    // the baseband's tone stands at -freq2, above the transmit frequency
+    const double carrierPower = p.line(0), tone = p.line(1000.37);
+    std::printf("%5d  %8.2f  %8.1f  %8.1f  %8.1f  %8.1f    (below: %.1f)\n", drive, decibels(tone),
+                decibels(p.line(-1000.37) / tone), decibels(p.line(2000.74) / tone),
+                decibels(p.strongestBeside({0, 1000.37}) / tone), decibels((p.total() - carrierPower - tone) / tone),
+                decibels(carrierPower));
+  }
+}
+
+void burst(const char* what, const std::vector<cdouble>& sent, double carrier_Hz) {
+  const burstSpectrum p(sent);
+  std::printf("%-34s 99 %% within %6.1f Hz; dBc from", what, p.occupied(carrier_Hz));
+  for (const double f : {100.0, 200.0, 500.0, 1000.0, 2000.0, 5000.0})
+    std::printf("  %+.0f Hz %.1f", f, p.worstFrom(carrier_Hz, f));
+  std::printf("\n");
+}
+
+// What the speech chain still holds when PTT falls.
+void remainder() {
+  std::printf("\nDelay of speech, and what is left of it for the next transmission\n");
+  transmittingStation station({});
+  station.use(flatSsb(1.0));
+  const int64_t click = station.nextHeard() + 3000;
+  station.speak([click](int64_t n) { return n == click ? 1.0 : 0.0; });
+  auto sent = station.send(0.3);
+  const auto most = std::max_element(sent.begin(), sent.end(), [](cdouble a, cdouble b) { return std::abs(a) < std::abs(b); });
+  const auto delay = static_cast<int>(most - sent.begin()) - 3000;
+  std::printf(
+      "a click in the microphone's block goes out %d samples later (%.1f ms), and %d (%.1f ms) after the sound card gave it\n",
+      delay, delay / 48.0, delay + handMicrophone::lag, (delay + handMicrophone::lag) / 48.0);
+  station.speak(sineOf(1000, 0.5));
+  station.send(0.5);
+  const int64_t silent = station.nextHeard();
+  station.speak([silent, sine = sineOf(1000, 0.5)](int64_t n) { return n < silent ? sine(n) : 0.0; });
+  sent = station.send(0.3);
+  std::size_t first = sent.size(), last = 0;
+  for (std::size_t n = 0; n < sent.size(); n++)
+    if (std::abs(sent[n]) > 1e-3) {
+      first = std::min(first, n);
+      last = n;
+    }
+  std::printf("after a sine of -6 dBFS the next transmission, of silence, begins with it: samples %zu to %zu, peak %.3f\n", first,
+              last, largestMagnitude(sent));
+}
+
+void envelope() {
+  std::printf("\nRise and fall, a burst of 0.2 s (energy spectrum, 0.73 Hz a bin, worst of both sides)\n");
+  {
+    transmittingStation station({});
+    station.use(flatSsb(1.0));
+    station.transceiver->tune.set(true);
+    burst("tune", station.send(0.2), 0);
+    burst("tune, unkeyed 5 ms into the rise", station.send(0.02), 0); // 768 silent samples before; then from 0.45 to 1
+  }
+  transmittingStation station({});
+  station.use(flatSsb(1.0));
+  station.speak(sineOf(1500, 0.5));
+  auto sent = station.send(0.2);
+  burst("SSB, a sine of 1500 Hz", sent, 1500);
+}
+
+struct table {
+  const char* name;
+  void (*print)();
+};
+constexpr table tables[] = {
+    {"imd", imd},     {"sideband", sideband},   {"carrier", carrier},     {"speech", speech},    {"boundaries", boundaries},
+    {"peaks", peaks}, {"generator", generator}, {"remainder", remainder}, {"envelope", envelope}};
+
+} // namespace
+
+int main(int argc, char** argv) {
+  openLog("/dev/null", 0);
+  for (const table& each : tables) {
+    bool wanted = argc < 2;
+    for (int i = 1; i < argc; i++) wanted = wanted || std::strcmp(argv[i], each.name) == 0;
+    if (wanted) each.print();
+  }
+}
