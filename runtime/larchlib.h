@@ -753,29 +753,37 @@ LARCH_API void ssbModDemod_bindUseMicEQ(ssbModDemod* h, larch_bool_cb callback);
 LARCH_API void ssbModDemod_setUseMicEQ(ssbModDemod* h, bool value);
 
 /* ----------------------------------------------------------------------------------------------------------------------
-   amModDemod: amplitude modulation with carrier.
+   amModDemod: amplitude modulation with carrier. Receives the envelope of what the receive filter passes: set one with
+   both sidebands, -4000 to 4000 Hz for example. The microphone is shaped by Wireless DefaultMicEQ, 300 to 3000 Hz. All
+   transceivers in this mode share one estimate of the carrier's level: a strong one disturbs the others for some
+   milliseconds.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API amModDemod* amModDemod_create(void);
 LARCH_API void amModDemod_release(amModDemod* h);
-/* compression: drive into the speech clipper. Default 1.0. */
+/* compression: drive into the speech clipper, a factor: 0.0 is a bare carrier, 1.0 and up for more. Default 1.0. */
 LARCH_API void amModDemod_bindcompression(amModDemod* h, larch_double_cb callback);
 LARCH_API void amModDemod_setcompression(amModDemod* h, double value);
 
 /* ----------------------------------------------------------------------------------------------------------------------
-   fmModDemod: frequency modulation for speech. From a deviation of 12000 Hz on it needs a radio at 384000 Hz or more.
+   fmModDemod: frequency modulation for speech, 300 to 3000 Hz, with the usual rise on transmit and fall on receive. From
+   a deviation of 12000 Hz on it needs a radio at 384000 Hz or more (vtrx bandwidthSufficient tells) and noise reduction
+   has no effect. Set both filters of the transceiver to the deviation and 3000 Hz more on each side, and the receive
+   filter again after deviation has crossed 12000. The microphone is shaped by Wireless DefaultMicEQ.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API fmModDemod* fmModDemod_create(void);
 LARCH_API void fmModDemod_release(fmModDemod* h);
-/* deviation: peak deviation in Hz. Default 75000.0. */
+/* deviation: peak deviation in Hz; the transmit signal is made at 48000 Hz, so that some 20000 fit into it. Speech
+   keeps 85 % of it under a tone. Below 12000.0 narrow, else wide reception. Default 75000.0. */
 LARCH_API void fmModDemod_binddeviation(fmModDemod* h, larch_double_cb callback);
 LARCH_API void fmModDemod_setdeviation(fmModDemod* h, double value);
 /* MaxDeviation: kept and reported, Hz. Default 100000.0. */
 LARCH_API void fmModDemod_bindMaxDeviation(fmModDemod* h, larch_double_cb callback);
 LARCH_API void fmModDemod_setMaxDeviation(fmModDemod* h, double value);
-/* CTCSS: tone in Hz under the speech; 0 or less for none. Default 0.0. */
+/* CTCSS: tone in Hz under the speech, at 8.5 % of the deviation, 67.0 to 254.1 by custom; 0 or less for none. At once.
+   Default 0.0. */
 LARCH_API void fmModDemod_bindCTCSS(fmModDemod* h, larch_double_cb callback);
 LARCH_API void fmModDemod_setCTCSS(fmModDemod* h, double value);
-/* compression: drive into the speech clipper. Default 1.0. */
+/* compression: drive into the speech clipper, a factor: 0.0 is a bare carrier, 1.0 and up for more. Default 1.0. */
 LARCH_API void fmModDemod_bindcompression(fmModDemod* h, larch_double_cb callback);
 LARCH_API void fmModDemod_setcompression(fmModDemod* h, double value);
 
