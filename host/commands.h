@@ -32,15 +32,31 @@ struct listenOptions {
   int32_t transverter_Hz = 0;
 };
 
+struct talkOptions {
+  listenOptions receive; // with no further receivers
+  bool transmit = false;
+  std::string input; // microphone: device id, part of a name, "none"; empty: the system's default
+  int32_t drive = 0;
+  bool vox = false, delay = false, twoTone = false, noAmplifier = false;
+  double voxThreshold = 0.2, voxHold_s = 0.5;
+  double compression = 1;
+  std::string equaliser; // file, or points
+  std::string filter = "300:2700";
+  int32_t offset_Hz = 0;
+  int32_t timeout_s = 180;
+  double ptt_s = 0; // 0: keyed by hand, VOX or signal
+};
+
 int listenCommand(const listenOptions& options);
+int talkCommand(const talkOptions& options);
 int radiosCommand(const std::string& address, int wait_ms);
 int devicesCommand();
 int doctorCommand(const std::string& address);
 
 // A radio as chosen: discovery's answer and the overrides. Throws std::runtime_error with a text for a person.
 stationSettings chooseRadio(const radioChoice& choice);
-
-// From now on SIGINT, SIGTERM and SIGHUP end listenCommand in its orderly way.
-void catchSignals();
+// What a command that receives needs: the first receiver, and the radio, which is announced on stdout. They throw alike.
+receiver chooseReceiver(const listenOptions& options, std::string& audioName);
+stationSettings chooseStation(const listenOptions& options, const std::string& audioName);
 
 } // namespace larchhost

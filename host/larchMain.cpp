@@ -1,6 +1,8 @@
 // larch: a small station on the command line, written on the library's public header alone.
 #include "host/boardProfile.h"
 #include "host/commands.h"
+#include "host/signals.h"
+#include "host/transmitGuard.h"
 #include "runtime/larchlib.h"
 #include <CLI/CLI.hpp>
 #include <cstdlib>
@@ -33,24 +35,57 @@ void addRadioOptions(CLI::App& command, radioChoice& radio) {
   command.add_flag("--force", radio.force, "also a radio that is in use, or that doesn't answer");
 }
 
+void addReceiveOptions(CLI::App& command, listenOptions& o) {
+  addRadioOptions(command, o.radio);
+  command.add_option("--freq", o.frequency, "frequency: 7.074M, 7074k or 7074000")->required();
+  command.add_option("--mode", o.mode, "usb or lsb")->capture_default_str();
+  command.add_option("--rate", o.rate, "sample rate of the receivers: 48k, 96k, 192k, 384k")->capture_default_str();
+  command.add_option("--filter", o.filter, "channel filter LOW:HIGH in Hz from the carrier");
+  command.add_option("--gain", o.gain_dB, "receive gain in dB, within the board's limits");
+  command.add_option("--audio", o.audio, "sound output: id, part of its name, or none (larch devices)");
+  command.add_option("--seconds", o.seconds, "stop after this time")->check(CLI::NonNegativeNumber);
+  command.add_option("--waterfall", o.waterfall, "save the waterfall as a PNG picture at the end");
+  command.add_option("--iq", o.iq, "record 48 kHz of IQ around the frequency as a WAV file");
+  command.add_option("--zoom", o.zoom, "spectrum zoom, a power of two; under 1 shows more than the receiver's band")
+      ->check(CLI::Range(0.25, 64.0));
+  command.add_option("--transverter", o.transverter_Hz, "Hz added to the radio's frequencies");
+  command.add_flag("--plain", o.plain, "a line each second, also in a terminal");
+}
+
 CLI::App* addListen(CLI::App& app, listenOptions& o) {
   CLI::App* listen = app.add_subcommand("listen", "receive: live spectrum, waterfall, S-meter and sound");
-  addRadioOptions(*listen, o.radio);
-  listen->add_option("--freq", o.frequency, "frequency: 7.074M, 7074k or 7074000")->required();
+  addReceiveOptions(*listen, o);
   listen->add_option("--also", o.also, "a further receiver at FREQ or FREQ:MODE; may be given again")->type_name("FREQ[:MODE]");
-  listen->add_option("--mode", o.mode, "usb or lsb")->capture_default_str();
-  listen->add_option("--rate", o.rate, "sample rate of the receivers: 48k, 96k, 192k, 384k")->capture_default_str();
-  listen->add_option("--filter", o.filter, "channel filter LOW:HIGH in Hz from the carrier");
-  listen->add_option("--gain", o.gain_dB, "receive gain in dB, within the board's limits");
-  listen->add_option("--audio", o.audio, "sound output: id, part of its name, or none (larch devices)");
-  listen->add_option("--seconds", o.seconds, "stop after this time")->check(CLI::NonNegativeNumber);
-  listen->add_option("--waterfall", o.waterfall, "save the waterfall as a PNG picture at the end");
-  listen->add_option("--iq", o.iq, "record 48 kHz of IQ around the frequency as a WAV file");
-  listen->add_option("--zoom", o.zoom, "spectrum zoom, a power of two; under 1 shows more than the receiver's band")
-      ->check(CLI::Range(0.25, 64.0));
-  listen->add_option("--transverter", o.transverter_Hz, "Hz added to the radio's frequencies");
-  listen->add_flag("--plain", o.plain, "a line each second, also in a terminal");
   return listen;
+}
+
+CLI::App* addTalk(CLI::App& app, talkOptions& o) {
+  CLI::App* talk = app.add_subcommand("talk", "receive, and transmit speech on single sideband");
+  addReceiveOptions(*talk, o.receive);
+  talk->add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
+  talk->add_option("--input", o.input, "microphone: id, part of its name, or none (larch devices)");
+  talk->add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
+  talk->add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
+      ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
+      ->capture_default_str();
+  talk->add_option("--ptt-seconds", o.ptt_s, "transmit at once for so many seconds, then end")->check(CLI::PositiveNumber);
+  talk->add_flag("--vox", o.vox, "key by voice");
+  talk->add_option("--vox-threshold", o.voxThreshold, "microphone level that keys, 1 is full scale")
+      ->check(CLI::Range(0.0, 1.0))
+      ->capture_default_str();
+  talk->add_option("--vox-hold", o.voxHold_s, "seconds that the key stays down in a pause")
+      ->check(CLI::Range(0.0, 60.0))
+      ->capture_default_str();
+  talk->add_flag("--delay", o.delay, "record five seconds of the microphone, then send them over and over");
+  talk->add_option("--compression", o.compression, "speech drive into the clipper")
+      ->check(CLI::Range(0.0, 100.0))
+      ->capture_default_str();
+  talk->add_option("--eq", o.equaliser, "microphone equaliser: a file, or up to nine points HZ:GAIN,HZ:GAIN,...");
+  talk->add_option("--tx-filter", o.filter, "LOW:HIGH of the speech sent, in Hz from the carrier")->capture_default_str();
+  talk->add_option("--tx-offset", o.offset_Hz, "Hz added to the transmit frequency")->check(CLI::Range(-10000000, 10000000));
+  talk->add_flag("--two-tone", o.twoTone, "send two tones in place of speech");
+  talk->add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
+  return talk;
 }
 
 void printBoards() {
@@ -73,6 +108,8 @@ int main(int argc, char** argv) {
   app.add_flag("--verbose", verbose, "log what goes well, too");
   listenOptions listenWith;
   CLI::App* listen = addListen(app, listenWith);
+  talkOptions talkWith;
+  CLI::App* talk = addTalk(app, talkWith);
   std::string address;
   int wait_ms = 1000;
   bool boards = false;
@@ -83,7 +120,7 @@ int main(int argc, char** argv) {
   CLI::App* devices = app.add_subcommand("devices", "list sound devices");
   CLI::App* doctor = app.add_subcommand("doctor", "check what a station needs");
   doctor->add_option("--radio", address, "ask this address only");
-  for (CLI::App* command : {listen, radios, devices, doctor}) command->fallthrough();
+  for (CLI::App* command : {listen, talk, radios, devices, doctor}) command->fallthrough();
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -96,7 +133,7 @@ int main(int argc, char** argv) {
     init((log.empty() ? defaultLog() : log).c_str(), verbose ? 1 : 0);
     if (devices->parsed()) return devicesCommand();
     if (doctor->parsed()) return doctorCommand(address);
-    return listenCommand(listenWith);
+    return talk->parsed() ? talkCommand(talkWith) : listenCommand(listenWith);
   } catch (const std::exception& e) {
     fmt::print(stderr, "larch: {}\n", e.what());
     return failure;

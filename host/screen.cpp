@@ -40,12 +40,16 @@ std::string sMeterText(double level_dBm) {
   return fmt::format("S{:.0f}", std::clamp(9 + std::floor((level_dBm - s9_dBm) / sUnit_dB + 0.5), 0.0, 9.0));
 }
 
-std::string sMeterBar(double level_dBm, int width, bool unicode) {
-  const double bottom = s9_dBm - 9 * sUnit_dB, top = s9_dBm + meterTop_dB;
-  const int lit = static_cast<int>(std::lround(std::clamp((level_dBm - bottom) / (top - bottom), 0.0, 1.0) * width));
+std::string levelBar(double share, int width, bool unicode) {
+  const int lit = share > 0 ? static_cast<int>(std::lround(std::min(share, 1.0) * width)) : 0;
   std::string bar;
   for (int i = 0; i < width; i++) bar += unicode ? (i < lit ? "█" : "░") : (i < lit ? "#" : ".");
   return bar;
+}
+
+std::string sMeterBar(double level_dBm, int width, bool unicode) {
+  const double bottom = s9_dBm - 9 * sUnit_dB, top = s9_dBm + meterTop_dB;
+  return levelBar((level_dBm - bottom) / (top - bottom), width, unicode);
 }
 
 void screen::addColour(std::string& out, double level, bool background) const {
@@ -101,7 +105,7 @@ std::string screen::draw(const screenState& state, const std::vector<double>& le
                       radio.settings().address, rateText(radio.settings().rate), radio.settings().gain_dB, state.zoom, state.step,
                       state.audio),
           columns);
-  const int fixed = 4 + static_cast<int>(state.receivers.size());
+  const int fixed = 4 + static_cast<int>(state.receivers.size() + state.further.size());
   const int picture = std::max(4, rows - fixed);
   const int spectrumRows = std::max(2, picture / 3);
   addSpectrum(out, line, spectrumRows);
@@ -119,12 +123,12 @@ std::string screen::draw(const screenState& state, const std::vector<double>& le
     if (!r.bandwidthSufficient) out += " rate too low";
     out += endLine;
   }
+  for (const auto& text : state.further) out += text + endLine;
   addLine(out,
           fmt::format("ADC peak {:.1f} dBFS{}  sequence breaks {}  {}", radio.adcPeak_dBFS(),
                       radio.adcOverload() ? "  OVERLOAD" : "", radio.sequenceBreaks(), state.message),
           columns);
-  out += std::string("arrows tune/step  m sideband  [ ] filter  - + gain  z Z zoom  space mute  tab next  q quit")
-             .substr(0, static_cast<size_t>(columns));
+  out += state.keys.substr(0, static_cast<size_t>(columns));
   out += "\033[0m\033[K\033[J";
   return out;
 }

@@ -13,8 +13,10 @@ struct screenState {
   size_t selected = 0;
   int32_t step = 100; // Hz
   double zoom = 1;
-  std::string audio;   // where the sound goes
-  std::string message; // a warning, or empty
+  std::string audio;                // where the sound goes
+  std::string message;              // a warning, or empty
+  std::vector<std::string> further; // lines below the receivers
+  std::string keys;                 // what the keys do
 };
 
 class screen {
@@ -36,6 +38,8 @@ class screen {
 
 // "S9+12" for -61 dBm; S9 is -73 dBm and an S-unit 6 dB.
 std::string sMeterText(double level_dBm);
+// A bar of `width` characters, lit from the left by a share of 0 to 1; NaN is 0.
+std::string levelBar(double share, int width, bool unicode);
 // A bar of `width` characters from S0 to S9+60.
 std::string sMeterBar(double level_dBm, int width, bool unicode);
 
