@@ -3,7 +3,7 @@
 # The sound card of the tests, an ALSA plugin: never instrumented, since ALSA's own library isn't either.
 find_package(ALSA REQUIRED)
 add_library(larchloop MODULE tests/support/larchloop/soundBus.cpp tests/support/larchloop/soundCard.cpp
-            tests/support/larchloop/larchloopPlugin.cpp)
+            tests/support/larchloop/soundFile.cpp tests/support/larchloop/larchloopPlugin.cpp)
 target_compile_options(larchloop PRIVATE -Wall -Wextra -Wshadow -Werror -O2)
 target_compile_definitions(larchloop PRIVATE PIC)
 set_target_properties(larchloop PROPERTIES OUTPUT_NAME asound_module_pcm_larchloop CXX_VISIBILITY_PRESET default)
@@ -29,11 +29,13 @@ endforeach()
 add_test(NAME house.arrowsPointDown COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check-arrows)
 
 # the program larch against the simulated radio, each behaviour a test
-file(STRINGS tests/host/larchProgramTest.py larch_program_tests REGEX "    def test_")
-foreach(line ${larch_program_tests})
-  string(REGEX REPLACE ".*def (test_[a-z0-9_]+).*" "\\1" name "${line}")
-  add_test(NAME host.larchProgram.${name} COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/tests/host/larchProgramTest.py ${CMAKE_BINARY_DIR} ${name})
-  set_tests_properties(host.larchProgram.${name} PROPERTIES LABELS host TIMEOUT 300 ENVIRONMENT "${LARCH_TEST_ENV}")
+foreach(script larchProgram larchTalk)
+  file(STRINGS tests/host/${script}Test.py behaviours REGEX "    def test_")
+  foreach(line ${behaviours})
+    string(REGEX REPLACE ".*def (test_[a-z0-9_]+).*" "\\1" name "${line}")
+    add_test(NAME host.${script}.${name} COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/tests/host/${script}Test.py ${CMAKE_BINARY_DIR} ${name})
+    set_tests_properties(host.${script}.${name} PROPERTIES LABELS host TIMEOUT 300 ENVIRONMENT "${LARCH_TEST_ENV}")
+  endforeach()
 endforeach()
 
 # the host that ends while everything runs

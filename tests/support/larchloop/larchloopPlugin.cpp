@@ -1,6 +1,7 @@
 // ALSA PCM plugin `larchloop`, the sound card of the tests:
 //   pcm_type.larchloop { lib "/path/libasound_module_pcm_larchloop.so" }
-//   pcm.NAME { type larchloop  bus "b"  rate 48000  ppm 0.0  play 2  rec 1  period 0  buffer 0 }
+//   pcm.NAME { type larchloop  bus "b"  rate 48000  ppm 0.0  play 2  rec 1  period 0  buffer 0  file "recorded instead of the
+//   bus" }
 #include "larchloop.h"
 #include "soundCard.h"
 
@@ -19,6 +20,8 @@ int readSettings(snd_config_t* conf, cardSettings& s) {
     if (key == "comment" || key == "type" || key == "hint") continue;
     if (key == "bus") {
       if (snd_config_get_string(node, &text) == 0) s.bus = text;
+    } else if (key == "file") {
+      if (snd_config_get_string(node, &text) == 0) s.file = text;
     } else if (key == "ppm") {
       if (snd_config_get_ireal(node, &s.ppm) != 0) s.ppm = 0;
     } else {
@@ -62,6 +65,7 @@ SND_PCM_PLUGIN_DEFINE_FUNC(larchloop) {
   if (const int bad = readSettings(conf, settings); bad < 0) return bad;
   const long channels = stream == SND_PCM_STREAM_PLAYBACK ? settings.play : settings.record;
   if (channels < 1) return -ENODEV;
+  if (!settings.file.empty() && soundFile::read(settings.file).samples.empty()) return -ENOENT;
   if (soundBus::named(settings.bus).busy) return -EBUSY;
   auto* card = new soundCard(settings);
   if (const int refused = card->create(name, stream, mode); refused < 0) {

@@ -1,6 +1,7 @@
 // One open stream of the test sound card: real time by the monotonic clock, no hardware, daemon or privilege.
 #pragma once
 #include "soundBus.h"
+#include "soundFile.h"
 #include <alsa/asoundlib.h>
 #include <alsa/pcm_external.h>
 
@@ -12,6 +13,7 @@ struct cardSettings {
   double ppm = 0;              // clock error of this card
   long rate = 48000;           // Hz, the only one the card has
   long play = 2, record = 2;   // most channels; 0: the direction doesn't exist
+  std::string file;            // what it records instead of the bus
   long period = 0, buffer = 0; // smallest sizes in frames; raise them on jittery machines
 };
 
@@ -41,6 +43,7 @@ class soundCard {
 
   const cardSettings settings_;
   soundBus& bus_;
+  const soundFile file_; // recorded from its beginning when the stream starts
   snd_pcm_ioplug_t io_{};
   int timer_ = -1;
   bool running_ = false, counted_ = false;
