@@ -1,0 +1,463 @@
+#!/usr/bin/env python3
+"""larch talk against the simulated radio, as the wire between them shows it. Usage: larchTalkTest.py BUILD_FOLDER [test ...]"""
+import cmath
+import fcntl
+import math
+import os
+import pty
+import random
+import re
+import select
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+BUILD = os.path.abspath(sys.argv[1])
+PATIENCE = 60  # seconds: for loaded machines and sanitizers; nothing waits that long when all is well
+FULL = 32766
+RATE = 48000
+FALL, HOLD = 512, 50  # samples of the envelope's end; datagrams for which the radio's filters stay behind it
+
+
+class Datagram:
+    """One of the host's to the radio: 126 transmit samples, MOX and two registers."""
+
+    def __init__(self, raw):
+        frames = (raw[8:520], raw[520:1032])
+        self.mox = [f[3] & 1 for f in frames]
+        self.registers = {f[3] >> 1: f[4:8] for f in frames}
+        self.iq = [complex(i, q) for f in frames for _, _, i, q in struct.iter_unpack(">4h", f[8:])]
+
+
+class Wire(threading.Thread):
+    """Lies between the program and the radio and writes down what the program sends."""
+
+    def __init__(self, address, radio):
+        super().__init__(daemon=True)
+        self.radio = radio
+        self.near = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.near.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
+        self.near.bind((address, 1024))
+        self.far = {}  # a socket towards the radio for each of the program's
+        self.cut = False  # nothing more comes from the radio
+        self.sent, self.words = [], []  # data; commands with the number of data datagrams before them
+        self.halt = False
+
+    def run(self):
+        while not self.halt:
+            for s in select.select([self.near, *self.far.values()], [], [], 0.1)[0]:
+                if s is self.near:
+                    self.upwards(*s.recvfrom(2048))
+                else:
+                    self.downwards(s)
+
+    def upwards(self, raw, sender):
+        if sender not in self.far:
+            s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+            s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
+            s.connect((self.radio, 1024))
+            self.far[sender] = s
+        if len(raw) == 1032:
+            self.sent.append(Datagram(raw))
+        elif raw[:3] == b"\xef\xfe\x04":
+            self.words.append((raw[3], len(self.sent)))
+        self.far[sender].send(raw)
+
+    def downwards(self, s):
+        for to, far in self.far.items():
+            if far is s:
+                try:
+                    raw = s.recv(2048)
+                    if not self.cut:
+                        self.near.sendto(raw, to)
+                except ConnectionError:
+                    pass
+
+    def close(self):
+        self.halt = True
+        self.join()
+        for s in (self.near, *self.far.values()):
+            s.close()
+
+    def on(self):
+        """Data datagrams with MOX so far."""
+        return sum(1 for d in list(self.sent) if any(d.mox))
+
+    def keyed(self):
+        return bool(self.sent) and any(self.sent[-1].mox)
+
+    def transmissions(self):
+        """The samples of each stretch with MOX."""
+        runs, before = [], False
+        for d in list(self.sent):
+            if any(d.mox) and not before:
+                runs.append([])
+            if any(d.mox):
+                runs[-1] += d.iq
+            before = any(d.mox)
+        return runs
+
+
+def level(samples, frequency):
+    """Magnitude of one frequency, of whole periods in a tenth of a second."""
+    n = RATE // 10
+    assert len(samples) >= n
+    return abs(sum(z * cmath.exp(-2j * math.pi * frequency * k / RATE) for k, z in enumerate(samples[:n]))) / n
+
+
+def steady(samples):
+    """What was sent behind the first third and before the last one."""
+    return samples[len(samples) // 3:]
+
+
+class LarchTalk(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.address = f"127.{random.randint(20, 120)}.{random.randint(1, 250)}.{random.randint(1, 250)}"
+        beyond = f"127.{random.randint(121, 250)}.{random.randint(1, 250)}.{random.randint(1, 250)}"
+        with open(self.path("scene.txt"), "w") as f:
+            f.write("noise -150\n")
+        self.radio = subprocess.Popen([f"{BUILD}/larch-sim", "--bind", beyond, "--scene", self.path("scene.txt"), "--quiet"],
+                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.assertIn(beyond, self.radio.stdout.readline())
+        self.wire = Wire(self.address, beyond)
+        self.wire.start()
+        self.program = self.screen = None
+        self.input = "none"
+
+    def tearDown(self):
+        for process in (self.program, self.radio):
+            if process and process.poll() is None:
+                process.send_signal(signal.SIGINT)
+                process.communicate(timeout=PATIENCE)
+        if self.screen:
+            self.screen.close()
+        self.radio.stdout.close()
+        self.wire.close()
+        self.folder.cleanup()
+
+    def path(self, name):
+        return os.path.join(self.folder.name, name)
+
+    def microphone(self, sound):
+        """The microphone hears this from now on, over and over; sound takes a time in seconds and gives -1 to 1, for four seconds."""
+        data = b"".join(struct.pack("<h", round(32767 * sound(i / RATE))) for i in range(4 * RATE))
+        with open(self.path("mic.wav"), "wb") as f:
+            f.write(b"RIFF" + struct.pack("<I", 36 + len(data)) + b"WAVEfmt " + struct.pack("<IHHIIHH", 16, 1, 1, RATE, 2 * RATE, 2, 16))
+            f.write(b"data" + struct.pack("<I", len(data)) + data)
+        self.input = "speech"
+
+    def tone(self, frequency=1000, amplitude=0.5):
+        self.microphone(lambda t: amplitude * math.sin(2 * math.pi * frequency * t))
+
+    def command(self, *arguments):
+        return [f"{BUILD}/larch", "--log", self.path("larch.log"), "talk", "--radio", self.address, "--freq", "7.1M", "--rate", "48k",
+                "--audio", "none", *([] if "--input" in arguments else ["--input", self.input]), *arguments]
+
+    def environment(self):
+        return dict(os.environ, ALSA_CONFIG_PATH=f"{BUILD}/asound.conf", LARCHLOOP_FILE=self.path("mic.wav"), LC_ALL="C.UTF-8",
+                    TERM="xterm-256color", COLORTERM="")
+
+    def talk(self, *arguments):
+        """Without a terminal, to its end."""
+        return subprocess.run(self.command(*arguments), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=PATIENCE,
+                              env=self.environment())
+
+    def start(self, *arguments):
+        """Without a terminal, until the test ends it."""
+        self.program = subprocess.Popen(self.command(*arguments), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                                        env=self.environment())
+
+    def start_in_terminal(self, *arguments, controlling=True):
+        self.screen = Screen()
+        hear = lambda: fcntl.ioctl(0, 0x540E, 0)  # TIOCSCTTY: the terminal's keys and its end are signals
+        self.program = subprocess.Popen(self.command(*arguments), stdin=self.screen.inner, stdout=self.screen.inner,
+                                        stderr=subprocess.DEVNULL, env=self.environment(), start_new_session=True,
+                                        preexec_fn=hear if controlling else None)
+        os.close(self.screen.inner)
+
+    def wait(self, condition, what):
+        end = time.time() + PATIENCE
+        while not condition():
+            self.assertLess(time.time(), end, what)
+            if self.screen:
+                self.screen.read()
+            time.sleep(0.02)
+
+    def wait_for_mox(self, on=True):
+        self.wait(lambda: self.wire.keyed() == on, f"MOX {on}")
+
+    def wait_for_air(self):
+        """Keyed, and half a second of it gone out."""
+        before = self.wire.on()
+        self.wait(lambda: self.wire.on() > before + 190, "transmission")
+
+    def end(self):
+        out, err = self.program.communicate(timeout=PATIENCE)
+        return self.program.returncode, out, err
+
+    def assert_nothing_was_sent(self):
+        self.assertGreater(len(self.wire.sent), HOLD)
+        self.assertEqual(self.wire.on(), 0)
+        self.assertFalse([z for d in self.wire.sent for z in d.iq if z])
+
+    def assert_orderly_end(self, full):
+        """The last transmission faded out and was over before MOX fell; the hold went out, then the stop, then nothing."""
+        wire = self.wire
+        magnitudes = [abs(z) for z in wire.transmissions()[-1]]
+        while magnitudes and magnitudes[-1] == 0:
+            magnitudes.pop()
+        fall = magnitudes[-FALL:]
+        self.assertGreater(fall[0], 0.95 * full)
+        self.assertLess(fall[-1], 0.01 * full)
+        self.assertAlmostEqual(fall[FALL // 2] / full, 0.5, delta=0.05)
+        self.assertGreaterEqual(len(wire.transmissions()[-1]) - len(magnitudes), 126)  # silence before MOX falls
+        last = max(i for i, d in enumerate(wire.sent) if any(d.mox))
+        stop, before = wire.words[-1]
+        self.assertEqual(stop, 0)
+        self.assertEqual(before, len(wire.sent))
+        self.assertGreaterEqual(len(wire.sent) - last - 1, HOLD)
+        self.assertFalse([z for d in wire.sent[last + 1:] for z in d.iq if z])
+
+    def test_bad_words_get_clear_errors(self):
+        for arguments, word in (
+            (("--vox",), "--transmit"),
+            (("--ptt-seconds", "1"), "--transmit"),
+            (("--eq", "300"), "'300' is no equaliser point"),
+            (("--eq", "300:1,200:1"), "'200:1' doesn't rise"),
+            (("--tx-filter", "wide"), "'wide' is no filter"),
+            (("--input", "kazoo"), "no sound input 'kazoo'"),
+        ):
+            done = self.talk(*arguments)
+            self.assertEqual(done.returncode, 1, done)
+            self.assertIn(word, done.stderr)
+        for arguments in (("--timeout", "0"), ("--timeout", "1801"), ("--drive", "256"), ("--drive", "-1"), ("--vox-threshold", "2")):
+            self.assertEqual(self.talk(*arguments).returncode, 2, arguments)
+        self.assertEqual(self.wire.sent, [])
+
+    def test_without_permission_no_key_transmits(self):
+        self.tone()
+        self.start_in_terminal("--drive", "100")
+        self.wait(lambda: "receive only" in self.screen.text and len(self.wire.sent) > HOLD, "picture")
+        for keys in (b"t", b" ", b"u", b"v", b"d", b"+", b"t", b"m"):
+            sent = len(self.wire.sent)
+            self.screen.type(keys)
+            self.wait(lambda: len(self.wire.sent) > sent + 20, "stream")
+        self.program.send_signal(signal.SIGUSR1)
+        sent = len(self.wire.sent)
+        self.wait(lambda: "start with --transmit" in self.screen.text and len(self.wire.sent) > sent + 100, "note")
+        self.screen.type(b"q")
+        self.assertEqual(self.end()[0], 0)
+        self.assert_nothing_was_sent()
+        self.assertFalse([d for d in self.wire.sent if 9 in d.registers and d.registers[9][1]])  # the amplifier stays off
+
+    def test_speech_is_on_its_side_of_the_carrier(self):
+        self.tone(1000)
+        for mode, wanted in (("usb", -1000), ("lsb", 1000)):  # the stream holds the mirror of the spectrum, both ways
+            done = self.talk("--mode", mode, "--transmit", "--drive", "255", "--ptt-seconds", "1")
+            self.assertEqual(done.returncode, 0, done.stderr)
+            sent = steady(self.wire.transmissions()[-1])
+            # half of full scale, 0.707 of it in the chain, its limiter's 0.94
+            self.assertAlmostEqual(level(sent, wanted) / FULL, 0.5 * 0.707 * 0.94, delta=0.02, msg=mode)
+            self.assertLess(level(sent, -wanted), 0.001 * level(sent, wanted), mode)
+        self.assertEqual(len(self.wire.transmissions()), 2)
+        self.assertTrue([d for d in self.wire.sent if 9 in d.registers and any(d.mox) and d.registers[9][1] & 8])  # amplifier
+
+    def test_filter_and_equaliser_shape_the_speech(self):
+        self.microphone(lambda t: sum(0.2 * math.sin(2 * math.pi * f * t) for f in (600, 1500, 2400)))
+        sent = []
+        for arguments in ((), ("--eq", "0:1,1000:1,1200:0.25,2000:0.25,2200:1"), ("--tx-filter", "1000:2000")):
+            done = self.talk("--transmit", "--drive", "255", "--ptt-seconds", "1", *arguments)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            samples = steady(self.wire.transmissions()[-1])
+            sent.append([level(samples, -f) / FULL for f in (600, 1500, 2400)])
+        flat, shaped, narrow = sent
+        for low, middle, high in (flat,):
+            self.assertAlmostEqual(low / middle, 1, delta=0.02)
+            self.assertAlmostEqual(high / middle, 1, delta=0.02)
+        self.assertAlmostEqual(shaped[1] / flat[1], 0.25, delta=0.02)
+        self.assertAlmostEqual(shaped[0] / flat[0], 1, delta=0.03)
+        self.assertAlmostEqual(shaped[2] / flat[2], 1, delta=0.03)
+        self.assertAlmostEqual(narrow[1] / flat[1], 1, delta=0.03)
+        self.assertLess(narrow[0], 0.01 * flat[0])
+        self.assertLess(narrow[2], 0.01 * flat[2])
+
+    def test_drive_is_zero_until_somebody_asks_for_more(self):
+        self.tone()
+        self.start_in_terminal("--transmit")
+        self.wait(lambda: "drive 0" in self.screen.text, "picture")
+        self.screen.type(b"t")
+        self.wait_for_air()
+        self.assertFalse([z for z in self.wire.transmissions()[0] if z])
+        self.assertFalse([d for d in self.wire.sent if 9 in d.registers and d.registers[9][0]])
+        self.screen.type(b"+" * 51)
+        self.wait(lambda: "drive 255" in self.screen.text, "drive")
+        self.wait(lambda: any(d.registers[9][0] == 240 for d in list(self.wire.sent)[-100:] if 9 in d.registers), "drive on the wire")
+        self.assertTrue([z for z in self.wire.transmissions()[0] if z])
+        self.screen.type(b"-" * 51)
+        self.wait(lambda: not any(d.registers[9][0] for d in list(self.wire.sent)[-60:] if 9 in d.registers), "drive down")
+
+    def test_tune_sends_the_carrier(self):
+        self.start_in_terminal("--transmit", "--drive", "255")
+        self.wait(lambda: "drive 255" in self.screen.text, "picture")
+        self.screen.type(b"u")
+        self.wait(lambda: "ON AIR: TUNE" in self.screen.text, "tune")
+        self.wait_for_air()
+        self.screen.type(b"u")
+        self.wait_for_mox(False)
+        sent = self.wire.transmissions()[0]
+        middle = sent[2000:len(sent) - 4000]
+        self.assertGreater(len(middle), 4000)
+        self.assertLess(max(abs(z - middle[0]) for z in middle), 0.5)
+        self.assertAlmostEqual(abs(middle[0]), 0.99 * FULL, delta=1)
+        self.screen.type(b"q")
+        self.assertEqual(self.end()[0], 0)
+        self.assert_orderly_end(0.99 * FULL)
+
+    def test_two_tones_are_alike(self):
+        done = self.talk("--transmit", "--drive", "255", "--two-tone", "--ptt-seconds", "1")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        sent = steady(self.wire.transmissions()[0])
+        tones = [level(sent, f) / FULL for f in (0, 1200, -1200)]
+        self.assertAlmostEqual(tones[0], 0.5, delta=0.005)
+        self.assertAlmostEqual(max(tones[1:]), 0.5, delta=0.005)
+        self.assertLess(min(tones[1:]), 0.001)
+
+    def test_a_time_out_unkeys_until_a_fresh_press(self):
+        self.tone()
+        self.start("--transmit", "--drive", "255", "--timeout", "1", "--ptt-seconds", "50", "--seconds", "55")
+        self.wait_for_mox(True)
+        self.wait_for_mox(False)
+        sent = len(self.wire.sent)
+        self.wait(lambda: len(self.wire.sent) > sent + 400, "a second of reception")
+        self.assertEqual(len(self.wire.transmissions()), 1)
+        self.program.send_signal(signal.SIGUSR1)
+        self.wait_for_air()
+        self.program.send_signal(signal.SIGUSR2)
+        self.wait_for_mox(False)
+        self.program.send_signal(signal.SIGINT)
+        status, out, err = self.end()
+        self.assertEqual(status, 0, err)
+        self.assertIn("time-out after 1 s", err)
+        self.assert_orderly_end(0.5 * 0.707 * 0.94 * FULL)
+
+    def test_a_time_out_needs_no_reader_of_the_screen(self):
+        self.start_in_terminal("--transmit", "--timeout", "3")
+        self.wait(lambda: "drive 0" in self.screen.text, "picture")
+        self.screen.deaf = True  # as a remote line that hangs
+        self.screen.type(b"t")
+        self.wait_for_mox(True)
+        self.wait_for_mox(False)
+
+    def orderly_end_by(self, end, in_terminal=False, **options):
+        self.tone()
+        arguments = ("--transmit", "--drive", "255", "--seconds", "55")
+        if in_terminal:
+            self.start_in_terminal(*arguments, **options)
+            self.wait(lambda: "drive 255" in self.screen.text, "picture")
+            self.screen.type(b"t")
+        else:
+            self.start(*arguments, "--ptt-seconds", "50")
+        self.wait_for_air()
+        self.assertTrue(self.wire.keyed())
+        end()
+        self.program.wait(timeout=PATIENCE)
+        self.assert_orderly_end(0.5 * 0.707 * 0.94 * FULL)
+
+    def test_interrupt_ends_a_transmission_in_order(self):
+        self.orderly_end_by(lambda: self.program.send_signal(signal.SIGINT))
+
+    def test_termination_ends_a_transmission_in_order(self):
+        self.orderly_end_by(lambda: self.program.send_signal(signal.SIGTERM))
+
+    def test_hangup_ends_a_transmission_in_order(self):
+        self.orderly_end_by(lambda: self.program.send_signal(signal.SIGHUP))
+
+    def test_a_closed_terminal_ends_a_transmission_in_order(self):
+        self.orderly_end_by(lambda: self.screen.close(), in_terminal=True)
+
+    def test_a_closed_terminal_that_sends_no_signal_does_so_too(self):
+        self.orderly_end_by(lambda: self.screen.close(), in_terminal=True, controlling=False)
+
+    def test_the_quit_key_ends_a_transmission_in_order(self):
+        self.orderly_end_by(lambda: self.screen.type(b"q"), in_terminal=True)
+
+    def test_closed_output_ends_a_transmission_in_order(self):
+        self.orderly_end_by(lambda: self.program.stdout.close())
+        self.assertEqual(self.program.returncode, 1)
+        self.assertIn("the output is closed", self.program.stderr.read())
+        self.program.stderr.close()
+
+    def test_a_radio_that_falls_silent_while_keyed_is_stopped(self):
+        self.tone()
+        self.start("--transmit", "--drive", "255", "--ptt-seconds", "50")
+        self.wait_for_air()
+        self.wire.cut = True
+        status, out, err = self.end()
+        self.assertEqual(status, 1)
+        self.assertIn("unkeyed: the radio is silent", err)
+        self.assertIn("didn't answer the end", err)
+        self.assertEqual(self.wire.words[-1], (0, len(self.wire.sent)))
+
+    def test_vox_keys_and_releases(self):
+        self.microphone(lambda t: 0.5 * math.sin(2 * math.pi * 1000 * t) if 1 < t < 2 else 0.0)
+        self.start("--transmit", "--drive", "255", "--vox", "--vox-threshold", "0.3", "--vox-hold", "0.3", "--seconds", "55")
+        for _ in range(2):
+            self.wait_for_mox(True)
+            self.wait_for_mox(False)
+        self.program.send_signal(signal.SIGINT)
+        self.assertEqual(self.end()[0], 0)
+        first = self.wire.transmissions()[0]
+        self.assertGreater(len(first), 1.0 * RATE)  # the tone and the hold
+        self.assertGreater(level(first[RATE // 2:], -1000), 0.25 * FULL)
+
+    def test_the_terminal_shows_the_key_and_the_microphone(self):
+        self.tone(amplitude=0.5)
+        self.start_in_terminal("--transmit")
+        self.wait(lambda: "mic  -6 dB" in self.screen.text, "microphone")
+        self.screen.type(b" ")
+        self.wait(lambda: "ON AIR" in self.screen.text and "left" in self.screen.text, "on the air")
+        self.screen.type(b"\x1b[C")  # the frequency stays while it is on the air
+        self.screen.type(b" ")
+        self.wait_for_mox(False)
+        self.screen.text = ""
+        self.wait(lambda: "7.100.000 USB" in self.screen.text, "reception")
+        self.screen.type(b"v")
+        self.wait(lambda: "VOX" in self.screen.text, "vox")
+        self.screen.type(b"d")
+        self.wait(lambda: "DELAY" in self.screen.text, "delay")
+        self.assertNotIn("7.100.100", self.screen.text)
+
+
+class Screen:
+    """A terminal: the last of what was shown is `text`."""
+
+    def __init__(self):
+        self.outer, self.inner = pty.openpty()
+        fcntl.ioctl(self.inner, 0x5414, struct.pack("HHHH", 40, 120, 0, 0))  # TIOCSWINSZ
+        self.text, self.deaf, self.closed = "", False, False
+
+    def type(self, keys):
+        os.write(self.outer, keys)
+
+    def read(self):
+        while not self.deaf and not self.closed and select.select([self.outer], [], [], 0)[0]:
+            try:
+                self.text = (self.text + re.sub(r"\x1b\[[0-9;?]*[a-zA-Z]", "", os.read(self.outer, 65536).decode(errors="replace")))[-20000:]
+            except OSError:  # the other end has closed
+                self.close()
+
+    def close(self):
+        if not self.closed:
+            os.close(self.outer)
+        self.closed = True
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0]] + [f"LarchTalk.{name}" for name in sys.argv[2:]], verbosity=2)
