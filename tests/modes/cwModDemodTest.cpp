@@ -240,6 +240,7 @@ TEST_F(cwModDemodTest, twoLettersAndATildeSendABlankWithPttOff) {
 }
 
 TEST_F(cwModDemodTest, lineEndsEndTheTransmission) {
+  cw->swHangTime.set(10'000);
   for (const char* end : {"\r", "\n", "~"}) {
     transceiver->ptt.set(true);
     queueText(end, static_cast<uint32_t>(cw->sentCount()));
