@@ -796,31 +796,41 @@ LARCH_API void fmModDemod_setcompression(fmModDemod* h, double value);
    Text doesn't key the transmitter: set the transceiver's ptt. sentChars brings each character as it leaves the queue.
    ------------------------------------------------------------------------------------------------------------------- */
 
-/* cwModDemod: Morse, by text and by a straight key. */
+/* cwModDemod: Morse, by text and by a straight key; the key goes before the text, which waits meanwhile. Edges are shaped
+   here, unless the radio's cwInternal is set. Both keys sound the transceiver's sidetone. The verbs take effect on the
+   transceiver, in the order of the calls. */
 LARCH_API cwModDemod* cwModDemod_create(void);
 LARCH_API void cwModDemod_release(cwModDemod* h);
+/* Text is keyed while the transceiver's ptt is on: queue it, then set ptt; a ptt without text may fall at once. A "~" or a
+   line end (CR, LF) drops ptt and stands for a blank. Letters in either case, digits, blank, "." "!" "?" have a code ("!"
+   and "?" sound as each other), "#" is no sound at all, anything else one dot of silence. */
 LARCH_API void cwModDemod_QueueText(cwModDemod* h, const char* text, uint32_t base);
-/* The straight key. Down also raises the transceiver's ptt, the hang time drops it. The number isn't used. */
+/* The straight key. Down also raises the transceiver's ptt, up leaves it to the hang time. The number isn't used. */
 LARCH_API void cwModDemod_KeyDown(cwModDemod* h, int32_t unused);
 LARCH_API void cwModDemod_KeyUp(cwModDemod* h, int32_t unused);
+/* sentChars: one character, as it was queued, when its keying begins. */
 LARCH_API void cwModDemod_bindsentChars(cwModDemod* h, larch_text_cb callback);
-/* newChars: decoded text, lower-case letters, digits and blanks. */
+/* newChars: decoded text, one lower-case letter, digit or blank (between words) a call; none while transmitting. */
 LARCH_API void cwModDemod_bindnewChars(cwModDemod* h, larch_text_cb callback);
 /* newDebug: nothing calls it. */
 LARCH_API void cwModDemod_bindnewDebug(cwModDemod* h, larch_text_cb callback);
-/* freq: pitch of the received tone and the sidetone in Hz. Default 650.0. */
+/* freq: pitch of the received tone and the sidetone (there in whole Hz, from the next transmission on) in Hz. Default 650.0. */
 LARCH_API void cwModDemod_bindfreq(cwModDemod* h, larch_double_cb callback);
 LARCH_API void cwModDemod_setfreq(cwModDemod* h, double value);
-/* wpm: speed of sent text in words per minute. Above 0; default 20.0. */
+/* wpm: speed of sent text in words per minute, from the next element on: a dot lasts 1.2 s / wpm. Above 0 (at 0 an element
+   lasts for hours, below it has no length); default 20.0. */
 LARCH_API void cwModDemod_bindwpm(cwModDemod* h, larch_double_cb callback);
 LARCH_API void cwModDemod_setwpm(cwModDemod* h, double value);
-/* swHangTime: ms without keying until ptt falls. Default 200. */
+/* swHangTime: ms without keying until ptt falls; it stays while the radio's RadioPtt is on. Default 200. */
 LARCH_API void cwModDemod_bindswHangTime(cwModDemod* h, larch_int32_cb callback);
 LARCH_API void cwModDemod_setswHangTime(cwModDemod* h, int32_t value);
-/* sidetoneVolume: level of the sidetone, 1.0 is full scale. Default 1.0. */
+/* sidetoneVolume: level of the sidetone, 1.0 is full scale, 0.0 leaves the receiver's audio alone; taken over while
+   transmitting. Default 1.0. */
 LARCH_API void cwModDemod_bindsidetoneVolume(cwModDemod* h, larch_double_cb callback);
 LARCH_API void cwModDemod_setsidetoneVolume(cwModDemod* h, double value);
-/* rxwpm: speed of the decoded signal as the decoder sees it, words per minute. Default 20.0. */
+/* rxwpm: speed of the decoded signal as the decoder sees it, whole words per minute; it follows the signal by a twentieth
+   with each dot and dash that stand side by side. A set is written over with the next block that is received. Default
+   20.0; the decoder begins at 45. */
 LARCH_API void cwModDemod_bindrxwpm(cwModDemod* h, larch_double_cb callback);
 LARCH_API void cwModDemod_setrxwpm(cwModDemod* h, double value);
 /* dbg1: kept and reported. Default 0.0. */
