@@ -72,7 +72,7 @@ void addOptions(CLI::App& app, settings& s) {
   app.add_flag("--quiet", s.quiet, "no status lines");
 }
 
-void printStatus(double now_s, const radioReport& r, const radioReport& before) {
+void printStatus(double now_s, const radioReport& r, const radioReport& before, const std::optional<transmission>& sending) {
   if (!r.streaming) {
     fmt::print("{:.0f} s  idle  discoveries {}  problems {}\n", now_s, r.discoveries, r.problems);
     return;
@@ -80,7 +80,7 @@ void printStatus(double now_s, const radioReport& r, const radioReport& before) 
   fmt::print("{:.0f} s  to {}  {} Hz x {}  gain {:g} dB  iq {}/s  wideband {}/s  host {}/s  {}{}problems {}\n", now_s,
              r.peer.text(), r.settings.sampleRate_Hz, r.receiversInFrames, r.gain_dB, r.iqSent - before.iqSent,
              r.widebandSent - before.widebandSent, r.dataReceived - before.dataReceived,
-             r.settings.mox ? fmt::format("MOX peak {:.2f}  ", r.transmit.peak) : "",
+             sending ? fmt::format("MOX {:.0f} Hz {}  ", sending->last.frequency_Hz, describeReading(sending->reading)) : "",
              r.clippedSamples != before.clippedSamples ? "OVERLOAD  " : "", r.problems);
 }
 
@@ -109,7 +109,7 @@ void watch(protocol1Radio& radio, const settings& s, const sigset_t& ends) {
     if (now < nextLine) continue;
     nextLine += 1;
     const radioReport report = radio.report();
-    if (!s.quiet) printStatus(now, report, before);
+    if (!s.quiet) printStatus(now, report, before, radio.transmitting());
     before = report;
   }
 }
@@ -138,13 +138,14 @@ int play(settings& s, const sigset_t& ends) {
     for (const auto& signal : scene->current()->signals) fmt::print("{}\n", signal->describe());
     radio.onRegister([](const registerWrite& w) { fmt::print("register {}\n", describeRegister(w)); });
   }
+  radio.onTransmission([](const transmission& t) { fmt::print("transmission at {}\n", describeTransmission(t)); });
   radio.recordTransmit(!s.transmitFile.empty());
   fmt::print("{} at {}:{}, scene {}\n", s.board, radio.address(), radio.port(), s.scene);
   radio.run();
   watch(radio, s, ends);
   radio.stop();
   printEnd(radio);
-  if (!s.transmitFile.empty()) transmitMonitor::writeIqWav(s.transmitFile, radio.transmitted());
+  if (!s.transmitFile.empty()) transmitMonitor::writeIqWav(s.transmitFile, radio.transmitted(), s.radio.transmitZone);
   return 0;
 }
 } // namespace
@@ -156,6 +157,7 @@ int main(int count, char** words) {
   sigemptyset(&ends);
   sigaddset(&ends, SIGINT);
   sigaddset(&ends, SIGTERM);
+  sigaddset(&ends, SIGHUP);
   sigprocmask(SIG_BLOCK, &ends, nullptr);
   settings s;
   s.radio.watchdog_s = 10;

@@ -13,6 +13,7 @@ constexpr int64_t turn_ns = 1000000;      // the sending thread's beat
 constexpr double longestCatchUp_s = 0.25; // later than that it gives up the time that was lost
 constexpr int idleWait_ms = 100;
 constexpr int bindAttempts = 1000;
+constexpr size_t keptTransmissions = 256;
 constexpr uint32_t longestHole = 1000; // datagrams lost in a row; a larger step of the sequence number is a host that began anew
 } // namespace
 
@@ -80,6 +81,7 @@ void protocol1Radio::handleStart(uint8_t bits, const endpointAddress& sender) {
       return faultsSeen.add(problem::foreignSender, fmt::format("stop from {}", sender.text()));
     if (counted.streaming) ++counted.stops;
     counted.streaming = false;
+    keep(monitor.finish());
     return;
   }
   ++counted.starts;
@@ -108,8 +110,7 @@ void protocol1Radio::handleData(const hostDatagram& datagram, const endpointAddr
   if (sequenceKnown && !fresh && datagram.sequence != expectedSequence)
     faultsSeen.add(problem::sequenceBreak, fmt::format("{} where {} was due", datagram.sequence, expectedSequence));
   const uint32_t lost = datagram.sequence - expectedSequence;
-  if (echo && counted.streaming && sequenceKnown && lost > 0 && lost < longestHole)
-    echo->skip(size_t{lost} * 2 * p1TxSamplesPerFrame, moment());
+  if (sequenceKnown && !fresh && lost < longestHole) skipTransmit(size_t{lost} * 2 * p1TxSamplesPerFrame);
   sequenceKnown = true;
   expectedSequence = datagram.sequence + 1;
   ++counted.dataReceived;
@@ -130,7 +131,7 @@ void protocol1Radio::handleData(const hostDatagram& datagram, const endpointAddr
       continue;
     } // boards lose such a frame
     faultsSeen.add(problem::wrongSync, fmt::format("datagram {}", datagram.sequence));
-    if (echo && counted.streaming) echo->skip(p1TxSamplesPerFrame, moment());
+    skipTransmit(p1TxSamplesPerFrame);
   }
   constexpr int gainRegister = 10;
   stream.configure(file.settings(), file.writes(gainRegister) > 0);
@@ -142,9 +143,24 @@ void protocol1Radio::handleFrame(const commandFrame& frame) {
   const int owned = built.receivers > 0 ? built.receivers : built.board->receivers;
   if (file.settings().receivers != before && file.settings().receivers > owned)
     faultsSeen.add(problem::tooManyReceivers, fmt::format("{} of {}", file.settings().receivers, owned));
-  monitor.add(frame);
-  const transmitFrame& sent = air.make(frame, file.settings().cwInternal);
+  const hostSettings& now = file.settings();
+  const transmitFrame& sent = air.make(frame, now.cwInternal);
+  keep(monitor.add(frame, sent, stream.clock.radioTime_s(),
+                   {unfolded(now.txFrequency_Hz, built.transmitZone, clock_Hz), now.filterBits, now.drive}));
   if (echo && counted.streaming) echo->add(sent, moment());
+}
+
+void protocol1Radio::skipTransmit(size_t samples) {
+  if (samples == 0) return;
+  monitor.skip(samples);
+  if (echo && counted.streaming) echo->skip(samples, moment());
+}
+
+void protocol1Radio::keep(const std::optional<transmission>& finished) {
+  if (!finished) return;
+  if (over.size() == keptTransmissions) over.erase(over.begin());
+  over.push_back(*finished);
+  if (transmissionListener) transmissionListener(*finished);
 }
 
 transmitMoment protocol1Radio::moment() const {
@@ -187,6 +203,7 @@ void protocol1Radio::watchHost() {
   if (built.watchdog_s <= 0 || !counted.streaming) return;
   if (stream.clock.radioTime_s() - lastData_s <= built.watchdog_s) return;
   counted.streaming = false;
+  keep(monitor.finish());
   ++counted.watchdogStops;
 }
 
@@ -206,6 +223,8 @@ void protocol1Radio::stop() {
   }
   socket.wake();
   worker.join();
+  const std::lock_guard lock(guard);
+  keep(monitor.finish());
 }
 
 void protocol1Radio::loop() {
@@ -322,6 +341,11 @@ void protocol1Radio::onRegister(std::function<void(const registerWrite&)> hears)
   listener = std::move(hears);
 }
 
+void protocol1Radio::onTransmission(std::function<void(const transmission&)> hears) {
+  const std::lock_guard lock(guard);
+  transmissionListener = std::move(hears);
+}
+
 radioReport protocol1Radio::reportGuarded() const {
   radioReport r = counted;
   r.settings = file.settings();
@@ -358,6 +382,21 @@ std::vector<recordedSample> protocol1Radio::transmitted() const {
   return monitor.recorded();
 }
 
+std::vector<transmission> protocol1Radio::transmissions() const {
+  const std::lock_guard lock(guard);
+  return over;
+}
+
+std::optional<transmission> protocol1Radio::transmitting() const {
+  std::unique_lock lock(guard);
+  if (!monitor.transmitting()) return {};
+  transmission t = monitor.soFar();
+  const std::vector<std::complex<float>> last = monitor.lastSecond();
+  lock.unlock(); // the spectrum takes milliseconds
+  if (last.size() < t.reading.samples) t.reading = measureCut(last);
+  return t;
+}
+
 std::vector<hostArrival> protocol1Radio::arrivals() const {
   const std::lock_guard lock(guard);
   return arrived;
@@ -369,6 +408,7 @@ void protocol1Radio::clearRecords() {
   file.clearHistory();
   monitor.clear();
   arrived.clear();
+  over.clear();
   counted.longestGap_ms = 0;
 }
 

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -71,7 +72,7 @@ class protocol1Radio {
 
   // ---- by itself
   void run();
-  void stop();
+  void stop(); // a transmission that goes on is over then
 
   // Waits until the condition holds for the report; by hand it polls meanwhile. False: it didn't within the time.
   bool waitUntil(const std::function<bool(const radioReport&)>& condition,
@@ -92,14 +93,20 @@ class protocol1Radio {
   // Called for each register that changed and each device write, on the thread that took the datagram, under the guard: it
   // must not call the radio.
   void onRegister(std::function<void(const registerWrite&)> listener);
+  // The same for each transmission when it is over.
+  void onTransmission(std::function<void(const transmission&)> listener);
 
   // ---- what it knows
   radioReport report() const;
   registerFile registers() const; // all values, counts, order, queued commands
   problemLog problems() const;
   std::vector<recordedSample> transmitted() const;
+  std::vector<transmission> transmissions() const; // those that are over
+  // The one that goes on, with the reading of its last second (of all of it, while it is younger).
+  std::optional<transmission> transmitting() const;
   std::vector<hostArrival> arrivals() const;
-  void clearRecords(); // problems, register order, queued commands, transmit levels and samples, arrivals, longest gap
+  // problems, register order, queued commands, transmissions, transmit levels and samples, arrivals, longest gap
+  void clearRecords();
 
  private:
   size_t take();
@@ -107,6 +114,8 @@ class protocol1Radio {
   void handleStart(uint8_t bits, const endpointAddress& sender);
   void handleData(const hostDatagram& datagram, const endpointAddress& sender);
   void handleFrame(const commandFrame& frame);
+  void skipTransmit(size_t samples);
+  void keep(const std::optional<transmission>& over);
   transmitMoment moment() const;
   void emitGuarded(size_t n);
   void watchHost();
@@ -136,7 +145,9 @@ class protocol1Radio {
   double byHand_s = 0; // true time that advance() has reached
   std::vector<hostArrival> arrived;
   std::vector<outgoingDatagram> outgoing;
+  std::vector<transmission> over;
   std::function<void(const registerWrite&)> listener;
+  std::function<void(const transmission&)> transmissionListener;
   std::thread worker;
 };
 

@@ -1,15 +1,41 @@
 #include "sim/transmitMonitor.h"
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <fmt/format.h>
 #include "sim/wavFile.h"
 
 namespace larch::sim {
 
 namespace {
 constexpr double fullScale = transmitFullScale;
+constexpr std::ptrdiff_t second = 48000; // samples
+} // namespace
+
+std::string describeTransmission(const transmission& t) {
+  const auto change = [](const auto& first, const auto& last, const char* format) {
+    const std::string a = fmt::format(fmt::runtime(format), first), b = fmt::format(fmt::runtime(format), last);
+    return a == b ? a : a + " to " + b;
+  };
+  std::string line = fmt::format(
+      "{:.3f} s: {:.3f} s on {} Hz, filters {}, drive {}, {}, {} clipped, {} without MOX", t.start_s,
+      static_cast<double>(t.reading.samples) / transmitRate_Hz, change(t.first.frequency_Hz, t.last.frequency_Hz, "{:.0f}"),
+      change(t.first.filterBits, t.last.filterBits, "{:#04x}"), change(t.first.drive, t.last.drive, "{}"),
+      describeReading(t.reading), t.reading.clipped, t.withoutMox);
+  if (t.lost > 0) line += fmt::format(", {} lost", t.lost);
+  return line;
 }
 
-void transmitMonitor::add(const commandFrame& frame) {
+std::optional<transmission> transmitMonitor::add(const commandFrame& frame, const transmitFrame& sent, double now_s,
+                                                 const transmitSetting& setting) {
+  std::optional<transmission> over;
+  if (!sent.on) {
+    over = finish();
+  } else {
+    if (!under) under = transmission{now_s, setting, setting, {}, 0, counted.withoutMox - strayBefore};
+    under->last = setting;
+    put(sent.samples);
+  }
   ++counted.frames;
   if (frame.mox()) ++counted.moxFrames;
   for (const txSample& s : frame.samples) {
@@ -17,11 +43,46 @@ void transmitMonitor::add(const commandFrame& frame) {
     if (frame.mox()) {
       peakSquared = std::max(peakSquared, square);
       energy += square;
-    } else if (square > 0) {
+    } else if (square > 0 && !sent.on) {
       ++counted.withoutMox;
     }
     if (recording) kept.push_back({s, frame.mox()});
   }
+  return over;
+}
+
+void transmitMonitor::put(std::span<const std::complex<float>> samples) {
+  meter.add(samples);
+  recent.insert(recent.end(), samples.begin(), samples.end());
+  if (recent.size() >= 2 * second) recent.erase(recent.begin(), recent.end() - second);
+}
+
+void transmitMonitor::skip(size_t samples) {
+  if (!under) return;
+  under->lost += samples;
+  constexpr std::array<std::complex<float>, p1TxSamplesPerFrame> silence{};
+  for (; samples > 0; samples -= std::min(samples, silence.size()))
+    put(std::span(silence).first(std::min(samples, silence.size())));
+}
+
+transmission transmitMonitor::soFar() const {
+  transmission t = *under;
+  t.reading = meter.reading();
+  return t;
+}
+
+std::optional<transmission> transmitMonitor::finish() {
+  if (!under) return {};
+  const transmission over = soFar();
+  under.reset();
+  meter = {};
+  recent.clear();
+  strayBefore = counted.withoutMox;
+  return over;
+}
+
+std::vector<std::complex<float>> transmitMonitor::lastSecond() const {
+  return {recent.end() - std::min<std::ptrdiff_t>(second, std::ssize(recent)), recent.end()};
 }
 
 transmitLevels transmitMonitor::levels() const {
@@ -35,15 +96,17 @@ transmitLevels transmitMonitor::levels() const {
 void transmitMonitor::clear() {
   counted = {};
   peakSquared = energy = 0;
+  strayBefore = 0;
   kept.clear();
 }
 
-void transmitMonitor::writeIqWav(const std::string& path, std::span<const recordedSample> samples) {
+void transmitMonitor::writeIqWav(const std::string& path, std::span<const recordedSample> samples, int zone) {
+  const double sign = zone % 2 == 0 ? -1 : 1;
   std::vector<float> interleaved;
   interleaved.reserve(samples.size() * 2);
   for (const recordedSample& r : samples) {
     interleaved.push_back(static_cast<float>(r.sample.i / fullScale));
-    interleaved.push_back(static_cast<float>(r.sample.q / fullScale));
+    interleaved.push_back(static_cast<float>(sign * r.sample.q / fullScale));
   }
   writeWav(path, transmitRate_Hz, 2, interleaved);
 }

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <gtest/gtest.h>
+#include "sim/wavFile.h"
 #include "tests/sim/transmittingHost.h"
 #include "tests/support/protocol1Vectors.h"
 
@@ -145,6 +146,34 @@ TEST_F(larchSimProgramTest, putsTheTransmissionBackOnTheBand) {
   }
   EXPECT_NEAR(loudest, -12.04, 0.1);
   EXPECT_GE(first, 76); // 0.2 s
+}
+
+TEST_F(larchSimProgramTest, measuresAndRecordsTransmissionsHoweverItEnds) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    const std::string path = testing::TempDir() + "larchSim" + std::to_string(getpid()) + ".wav";
+    std::filesystem::remove(path);
+    program sim({"--port", "0", "--scene", "none", "--record-tx", path});
+    simHost host("127.0.0.1", sim.port());
+    host.configure(0, 1);
+    host.start(1);
+    std::array<std::complex<double>, 126> z;
+    z.fill({0, 0.5});
+    for (int i = 0; i < 420; ++i) { // a second and a bit
+      ASSERT_EQ(host.receive(10000).size(), 1032u);
+      host.send(transmitDatagram(host.sequence++, registerCommand(1, 7100000), registerCommand(4, 0), true, z.data()));
+    }
+    EXPECT_TRUE(sim.reads("MOX 7100000 Hz peak -6.0 dBFS, mean -6.0 dBFS, 99 % in ")) << sim.text;
+    sim.send(signal); // before the transmission is over
+    EXPECT_TRUE(sim.reads("transmission at "));
+    EXPECT_TRUE(sim.reads("s on 7100000 Hz, filters 0x00, drive 0, peak -6.0 dBFS, mean -6.0 dBFS, 99 % in "));
+    EXPECT_TRUE(sim.reads("problems: none"));
+    EXPECT_EQ(sim.status(), 0) << sim.text;
+    const larch::sim::wavData wav = larch::sim::readWav(path);
+    EXPECT_GE(wav.frames(), 400u * 126); // all but what was still on its way
+    EXPECT_LE(wav.frames(), 421u * 126);
+    EXPECT_NEAR(wav.samples.back(), -0.5, 1e-4);
+    std::filesystem::remove(path);
+  }
 }
 
 TEST_F(larchSimProgramTest, refusesWhatItCantDo) {
