@@ -2,72 +2,9 @@
 // threads are counted.
 #include "sim/bandScene.h"
 #include "sim/protocol1Radio.h"
+#include "tests/boundary/steadyCounting.h"
 #include "tests/boundary/testHost.h"
-#include <atomic>
-#include <cstdio>
-#include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define LARCH_COUNTS 0 // the sanitizers have an allocator of their own
-#else
-#define LARCH_COUNTS 1
-#endif
-
-namespace {
-
-constexpr std::size_t sampleMemory = 1024;           // bytes: nothing as large is taken for a closure or a handle
-constexpr std::size_t sizeStep = 16, sizeSteps = 65; // of the table of small sizes
-
-std::atomic<bool> counting{false};
-std::atomic<uint64_t> large{0}, largest{0}, locks{0};
-std::atomic<uint64_t> small[sizeSteps];
-thread_local bool hostThread = false; // the test's own: it drives the radio and polls
-
-[[maybe_unused]] void countBytes(std::size_t bytes) {
-  if (hostThread || !counting.load(std::memory_order_relaxed)) return;
-  if (bytes < sampleMemory) {
-    small[bytes / sizeStep]++;
-    return;
-  }
-  large++;
-  if (bytes > largest) largest = bytes;
-}
-
-} // namespace
-
-#if LARCH_COUNTS
-extern "C" {
-void* __libc_malloc(std::size_t);
-void* __libc_calloc(std::size_t, std::size_t);
-void* __libc_realloc(void*, std::size_t);
-void* __libc_memalign(std::size_t, std::size_t);
-
-void* malloc(std::size_t bytes) {
-  countBytes(bytes);
-  return __libc_malloc(bytes);
-}
-void* calloc(std::size_t n, std::size_t bytes) {
-  countBytes(n * bytes);
-  return __libc_calloc(n, bytes);
-}
-void* realloc(void* old, std::size_t bytes) {
-  countBytes(bytes);
-  return __libc_realloc(old, bytes);
-}
-void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
-  countBytes(bytes);
-  return __libc_memalign(alignment, bytes);
-}
-int pthread_mutex_lock(pthread_mutex_t* mutex) {
-  using lockFunction = int (*)(pthread_mutex_t*);
-  static const auto next = reinterpret_cast<lockFunction>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
-  if (!hostThread && counting.load(std::memory_order_relaxed)) locks++;
-  return next(mutex);
-}
-}
-#endif
 
 namespace {
 
@@ -131,10 +68,8 @@ TEST(steadyPathTest, runningReceiverTakesNoSampleMemoryAndNoLock) {
   int window = 0;
   ASSERT_TRUE(stream(*board, measured));
   do {
-    for (auto& each : small) each = 0;
-    large = largest = locks = 0;
     frames = 0;
-    counting = true;
+    startCounting();
     ASSERT_TRUE(stream(*board, measured));
     counting = false;
   } while (large + locks > 0 && ++window < windows);
@@ -143,13 +78,8 @@ TEST(steadyPathTest, runningReceiverTakesNoSampleMemoryAndNoLock) {
   EXPECT_GT(frames, static_cast<int>(chunks / 4 * 0.8)); // the receiver did run: a frame is four chunks
   EXPECT_EQ(large.load(), 0u) << "the largest had " << largest << " bytes";
   EXPECT_EQ(locks.load(), 0u);
-  uint64_t all = 0;
-  for (const auto& each : small) all += each;
-  std::printf("warm after %d windows; %.1f small allocations a chunk:", window, static_cast<double>(all) / chunks);
-  for (std::size_t i = 0; i < sizeSteps; i++)
-    if (small[i] != 0)
-      std::printf("  %.2f of %zu to %zu bytes", static_cast<double>(small[i]) / chunks, i * sizeStep, (i + 1) * sizeStep - 1);
-  std::printf("\n");
+  std::printf("warm after %d windows; ", window);
+  printSmall("chunk", chunks);
   Radio_stop(base);
   vtrx_release(added);
   ssbModDemod_release(mode);

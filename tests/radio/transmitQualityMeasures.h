@@ -52,15 +52,18 @@ class powerSpectrumOf {
     for (double sum = at(high); sum < outside; sum += at(high)) high--;
     return {static_cast<double>(low) * bin_Hz(), static_cast<double>(high) * bin_Hz()};
   }
-  // The strongest bin between two frequencies but for `kept` and what lies within 8 bins of them; its power.
+  // Power of the strongest line between two frequencies but for `kept` and what lies within 16 bins of them.
   double strongestBeside(const std::vector<double>& kept, double low = -24000, double high = 23999) const {
-    double most = 0;
+    double most = 0, mostAt = 0;
     for (auto k = std::llround(low / bin_Hz()); k <= std::llround(high / bin_Hz()); k++) {
       const double f = static_cast<double>(k) * bin_Hz();
-      if (std::none_of(kept.begin(), kept.end(), [&](double each) { return std::abs(f - each) <= 8 * bin_Hz(); }))
-        most = std::max(most, at(k));
+      if (at(k) <= most ||
+          std::any_of(kept.begin(), kept.end(), [&](double each) { return std::abs(f - each) <= 16 * bin_Hz(); }))
+        continue;
+      most = at(k);
+      mostAt = f;
     }
-    return most;
+    return most > 0 ? line(mostAt) : 0;
   }
 
  private:
