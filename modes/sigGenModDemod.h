@@ -9,7 +9,7 @@ class sigGenModDemod : public modDemod {
   using modDemod::modDemod;
 
   buff<float> demodulate(const cbuff& block) override; // the real part
-  // ampl1 at the transmit frequency and ampl2 freq2 hertz below it, not limited; the microphone isn't heard. rt.
+  // ampl1 at the transmit frequency and ampl2 freq2 hertz above it (clockwise here), not limited; the microphone isn't heard. rt.
   void modulate(const cbuff& input, const cbuff& output) override;
 
   property<double> ampl1{1.0};   // level of the carrier, 1: full scale

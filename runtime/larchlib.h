@@ -970,30 +970,45 @@ LARCH_API chirpyModDemod* chirpyModDemod_create(void);
 LARCH_API void chirpyModDemod_release(chirpyModDemod* h);
 
 /* ----------------------------------------------------------------------------------------------------------------------
-   sigGenModDemod: a test transmitter: a carrier and a tone.
+   sigGenModDemod: a test transmitter: a carrier at the transmit frequency and one tone beside it, through the transmit
+   filter, whatever the microphone hears. Together above 1.0 they aren't limited here: the radio's driver cuts the sum. It
+   receives like a direct receiver: the real part of the channel.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API sigGenModDemod* sigGenModDemod_create(void);
 LARCH_API void sigGenModDemod_release(sigGenModDemod* h);
-/* ampl1: level of the carrier, 1.0 is full scale. Default 1.0. */
+/* ampl1: level of the carrier, linear, 1.0 is full scale at the present drive. Default 1.0. */
 LARCH_API void sigGenModDemod_bindampl1(sigGenModDemod* h, larch_double_cb callback);
 LARCH_API void sigGenModDemod_setampl1(sigGenModDemod* h, double value);
-/* ampl2: level of the tone. Default 0.0. */
+/* ampl2: level of the tone, in the same measure. Default 0.0. */
 LARCH_API void sigGenModDemod_bindampl2(sigGenModDemod* h, larch_double_cb callback);
 LARCH_API void sigGenModDemod_setampl2(sigGenModDemod* h, double value);
-/* freq2: its distance from the carrier in Hz. Default 200.0. */
+/* freq2: Hz from the transmit frequency, above it. The transmit filter must let it through. Default 200.0. */
 LARCH_API void sigGenModDemod_bindfreq2(sigGenModDemod* h, larch_double_cb callback);
 LARCH_API void sigGenModDemod_setfreq2(sigGenModDemod* h, double value);
 
 /* ----------------------------------------------------------------------------------------------------------------------
-   proxyModDemod: hands the blocks of both directions to the host, for a mode outside the core. Both callbacks run in
-   the signal chain, on a worker's thread: return within a millisecond, wait for nothing. The host owns the arrays that
-   it gets and frees them with complexArray_delete, on any thread.
+   proxyModDemod: a mode whose signal work the host does. Its two callbacks run on a worker's thread inside the signal
+   chain, not in the poll: return within a millisecond, wait for nothing; everything of the transceiver stands meanwhile.
+   For one transceiver they never run at once, for two they may. They take no context: one function for each transceiver.
+
+   Samples are complex doubles at 48000 Hz whatever the radio's rate, mirrored as all baseband of the core: a signal above
+   the tuned frequency turns clockwise, in both directions. The host owns the arrays that it gets and frees them with
+   complexArray_delete, on any thread, but the samples are the chain's own: copy them inside the call; the next block takes
+   the same place.
+
+   Binding takes effect with the next block. After binding null one call may still be under way; it has returned when the
+   transceiver answers a Ping. Unbound, it is a plain receiver whose transmission is silence. The operator hears the real
+   part of the channel.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API proxyModDemod* proxyModDemod_create(void);
 LARCH_API void proxyModDemod_release(proxyModDemod* h);
-/* rxChunk: 512 received samples at 48000 Hz behind the filter. Read them only: others see the same block. */
+/* rxChunk: 512 received samples, every 10.67 ms, while transmitting, too; behind the receive filter, before any gain
+   control: a carrier of L dBFS has the magnitude 10^(L / 20). Read only. */
 LARCH_API void proxyModDemod_bindrxChunk(proxyModDemod* h, larch_rx_chunk_cb callback);
-/* getTxChunk: write into out before you return; mic is as long as out. */
+/* getTxChunk: write the next 512 samples to be transmitted into out before you return; full scale is 1.0 at the present
+   drive. out is cleared, so that what isn't written is silence; it goes through the transmit filter. mic: as many samples
+   of the microphone, real, 0.707 at its full scale, 0 without one. Called from key down until the
+   radio is unkeyed; not with tune. */
 LARCH_API void proxyModDemod_bindgetTxChunk(proxyModDemod* h, larch_tx_chunk_cb callback);
 
 /* ----------------------------------------------------------------------------------------------------------------------

@@ -167,6 +167,16 @@ def test_reads_a_text_in_noise():
         end(process, transmitted=False)
 
 
+def test_reads_its_own_text_back_from_the_air():
+    text = "TO MYSELF DE Q1ABC 73"
+    with radio(["noise -150"], "--tx-back", "1", "--tx-back-level", "-40") as (address, _):
+        process = host(address, "--transmit", "100", text)
+        read_until(process.stdout, text)
+        read_until(process.stderr, "sent")
+        process.send_signal(signal.SIGINT)
+        assert process.wait(timeout=PATIENCE) == 0
+
+
 def test_interrupted_it_lets_the_carrier_fall():
     with radio(["noise -150"], "--record-tx", f"{folder}/sent.wav") as (address, says):
         process = host(address, "--transmit", "255", TEXT * 100)

@@ -195,6 +195,20 @@ TEST_F(proxyModDemodTest, whatTheHostSendsGoesThroughTheTransmitFilter) {
   }
 }
 
+// A host reckons with it: its first 512 samples lie in the rise, and 1280 more must follow its last one before the key goes up.
+TEST_F(proxyModDemodTest, whatTheHostSendsLeaves767AndAHalfSamplesLater) {
+  mode->getTxChunk = sendTone;
+  sendsAbove = 1000;
+  t->ptt.set(true);
+  const auto sent = send(50);
+  for (size_t i = 3000; i < sent.size(); i++) {
+    const cdouble z = std::polar(0.5, -2 * pi * sendsAbove / rate * (static_cast<double>(i) - 767.5));
+    ASSERT_NEAR(std::abs(sent[i] - z), 0.0, 1e-3) << i;
+  }
+  for (size_t i = 0; i < 768; i++) ASSERT_EQ(sent[i], cdouble(0));
+  EXPECT_NEAR(std::abs(sent[768 + 512]), 0.5, 1e-3) << "the rise ends on the host's sample 512";
+}
+
 TEST_F(proxyModDemodTest, tuningSendsACarrierWithoutTheHost) {
   mode->getTxChunk = sendTone;
   t->tune.set(true);

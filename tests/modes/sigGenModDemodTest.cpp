@@ -41,7 +41,7 @@ TEST_F(sigGenModDemodTest, bothLevelsZeroIsZeros) {
 
 TEST_F(sigGenModDemodTest, startsAsAPlainCarrier) { EXPECT_EQ(send(512), std::vector<cdouble>(512, cdouble(1))); }
 
-TEST_F(sigGenModDemodTest, carrierAndToneBelowItUnlimited) {
+TEST_F(sigGenModDemodTest, carrierAndToneBesideItUnlimited) {
   mode->ampl1.set(0.75);
   mode->ampl2.set(1.5);
   mode->freq2.set(700.0);
@@ -80,7 +80,7 @@ TEST_F(sigGenModDemodTest, everySampleIsThatOfThePlainFormulas) {
   }
 }
 
-TEST_F(sigGenModDemodTest, negativeFrequencyStandsAbove) {
+TEST_F(sigGenModDemodTest, negativeFrequencyTurnsTheOtherWay) {
   mode->ampl1.set(0.0);
   mode->ampl2.set(1.0);
   mode->freq2.set(-20000.0);
