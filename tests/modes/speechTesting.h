@@ -1,8 +1,9 @@
-// What the tests of the speech modes share: a microphone, a line of a spectrum, the deviation of a carrier.
+// What the tests of the speech modes share: a microphone, a station with an equaliser.
 #pragma once
 #include "audio/Wireless.h"
 #include "dsp/vectorOps.h"
 #include "modes/modDemod.h"
+#include "tests/modes/toneMeasuring.h"
 #include "tests/runtime/testGroup.h"
 #include <cmath>
 #include <complex>
@@ -48,21 +49,6 @@ class speaker {
  private:
   uint64_t at_ = 0;
 };
-
-// Amplitude of a real tone of f Hz in the last `count` samples; whole periods.
-inline double toneIn(const std::vector<double>& audio, double f, size_t count) {
-  cdouble sum = 0;
-  for (size_t i = audio.size() - count; i < audio.size(); i++)
-    sum += audio[i] * std::polar(1.0, -2 * pi * f / 48000 * static_cast<double>(i));
-  return 2 * std::abs(sum) / static_cast<double>(count);
-}
-
-// Hz above the carrier from sample to sample, mirrored as the chain is; one shorter.
-inline std::vector<double> deviationOf(const std::vector<cdouble>& sent) {
-  std::vector<double> hertz;
-  for (size_t i = 1; i < sent.size(); i++) hertz.push_back(-std::arg(std::conj(sent[i - 1]) * sent[i]) * 48000 / (2 * pi));
-  return hertz;
-}
 
 // A station whose equaliser is flat.
 inline std::shared_ptr<Wireless> flatStation(testGroup& env) {
