@@ -25,11 +25,12 @@ folder = ""
 
 def compile_example():
     with open(f"{source}/examples/ownMode.c") as f:
-        standard, rest = re.search(r"cc (-std=\S+) ownMode\.c -o ownMode \$\(pkg-config --cflags --libs larchlib\)(.*)", f.read()).groups()
+        command = r"cc (-std=\S+) ownMode\.c -o ownMode \$\(pkg-config --cflags --libs larchlib\)(.*)"
+        standard, rest = re.search(command, f.read()).groups()
     flags = ["-fsanitize=" + SANITIZERS] if SANITIZERS else []
     subprocess.run(["cc", standard, "-Wall", "-Wextra", "-pedantic", "-Werror", *flags, f"{source}/examples/ownMode.c",
-                    "-o", f"{folder}/ownMode", f"-I{source}/runtime", f"-L{build}", "-llarchlib", f"-Wl,-rpath,{build}", *rest.split()],
-                   check=True)
+                    "-o", f"{folder}/ownMode", f"-I{source}/runtime", f"-L{build}", "-llarchlib", f"-Wl,-rpath,{build}",
+                    *rest.split()], check=True)
 
 
 @contextlib.contextmanager
@@ -86,7 +87,8 @@ def write_iq(path, samples):
     values = array.array("f", [v for z in samples for v in (z.real, z.imag)])
     body = values.tobytes()
     with open(path, "wb") as f:
-        f.write(struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + len(body), b"WAVE", b"fmt ", 16, 3, 2, RATE, RATE * 8, 8, 32, b"data", len(body)))
+        f.write(struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + len(body), b"WAVE",
+                            b"fmt ", 16, 3, 2, RATE, RATE * 8, 8, 32, b"data", len(body)))
         f.write(body)
 
 
@@ -108,8 +110,8 @@ def turns(samples):
 
 def amount(samples, hertz):
     """Amplitude of a tone in the samples, seen through a window that lets nothing of others in."""
-    turn = 2 * math.pi / len(samples)
-    return abs(sum(z * (1 - math.cos(turn * n)) * cmath.exp(-2j * math.pi * hertz * n / RATE) for n, z in enumerate(samples))) / len(samples)
+    turn, step = 2 * math.pi / len(samples), -2 * math.pi * hertz / RATE
+    return abs(sum(z * (1 - math.cos(turn * n)) * cmath.rect(1, step * n) for n, z in enumerate(samples))) / len(samples)
 
 
 def check_ends(sent):
@@ -148,7 +150,8 @@ def test_sends_its_text_above_the_frequency():
     assert all(bits[len(expected):]) and len(bits) >= len(expected) + 3
 
     # and reads it from the air, without a word of its own
-    with radio(["noise -150", f"iq {FREQUENCY} -40 file=sent.wav mirrored=yes"], "--record-tx", f"{folder}/silence.wav") as (address, _):
+    scene = ["noise -150", f"iq {FREQUENCY} -40 file=sent.wav mirrored=yes"]
+    with radio(scene, "--record-tx", f"{folder}/silence.wav") as (address, _):
         process = host(address)
         read_until(process.stdout, TEXT)
         end(process, transmitted=False)
@@ -183,6 +186,25 @@ def test_interrupted_it_lets_the_carrier_fall():
         read_until(says, "MOX peak 0.8")
         end(process, transmitted=True)
     check_ends(read_iq(f"{folder}/sent.wav"))
+
+
+def test_a_host_in_python_hears_and_sends():
+    if SANITIZERS:
+        print("skipped: Python can't load a library with sanitizers")
+        sys.exit(77)
+    with radio([f"carrier {FREQUENCY + 1500} -50"], "--record-tx", f"{folder}/sent.wav") as (address, _):
+        program = [sys.executable, f"{source}/tests/install/ctypesProxy.py", f"{build}/liblarchlib.so", address, f"{folder}/log"]
+        done = subprocess.run(program, stdout=subprocess.PIPE, text=True, timeout=PATIENCE)
+        print(done.stdout)
+        assert done.returncode == 0, done.returncode
+    hertz, level = map(float, re.search(r"heard (-?[\d.]+) Hz at (-?[\d.]+) dBFS", done.stdout).groups())
+    assert abs(hertz - 1500) < 0.1 and abs(level + 50) < 0.1
+    sent = read_iq(f"{folder}/sent.wav")
+    on = next(n for n, z in enumerate(sent) if z != 0)
+    tone = sent[on + 1024:on + 11024]
+    # a block that the interpreter didn't bring in time would be a hole
+    assert all(abs(abs(z) - 0.5) < 0.001 for z in tone), "the level"
+    assert all(abs(f + 1000) < 1 for f in turns(tone)[BIT:]), "the frequency"
 
 
 if __name__ == "__main__":
