@@ -135,10 +135,12 @@ class LarchTalk(unittest.TestCase):
         for process in (self.program, self.radio):
             if process and process.poll() is None:
                 process.send_signal(signal.SIGINT)
-                process.communicate(timeout=PATIENCE)
+                process.wait(timeout=PATIENCE)
+            for pipe in (process.stdout, process.stderr) if process else ():
+                if pipe:
+                    pipe.close()
         if self.screen:
             self.screen.close()
-        self.radio.stdout.close()
         self.wire.close()
         self.folder.cleanup()
 
@@ -329,9 +331,28 @@ class LarchTalk(unittest.TestCase):
         self.assertAlmostEqual(max(tones[1:]), 0.5, delta=0.005)
         self.assertLess(min(tones[1:]), 0.001)
 
+    def test_the_offset_moves_the_transmit_frequency_alone(self):
+        done = self.talk("--transmit", "--tx-offset", "-1500", "--ptt-seconds", "1")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        words = {r: {int.from_bytes(d.registers[r]) for d in self.wire.sent if any(d.mox) and r in d.registers} for r in (1, 2)}
+        self.assertIn(7098500, words[1])
+        self.assertLessEqual(words[1], {7098500, 14095600})  # before the first round
+        self.assertEqual(words[2], {7100000})
+
+    def test_the_delay_sends_its_recording_over_and_over(self):
+        self.microphone(lambda t: 0.3 * math.sin(2 * math.pi * (500 + 400 * int(t)) * t))  # four notes
+        done = self.talk("--transmit", "--drive", "255", "--delay", "--ptt-seconds", "9")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        sent = self.wire.transmissions()[0]
+        loop = 239616  # of 240000 samples: whole blocks
+        second = range(loop + RATE, len(sent) - RATE, 997)  # behind what the filters still remember of the recording's end
+        self.assertGreater(len(second), 50)
+        self.assertLess(max(abs(sent[k] - sent[k - loop]) for k in second), 4)
+        self.assertGreater(max(abs(sent[k] - sent[k - 4 * RATE]) for k in second), 1000)  # the microphone's own period
+
     def test_a_time_out_unkeys_until_a_fresh_press(self):
         self.tone()
-        self.start("--transmit", "--drive", "255", "--timeout", "1", "--ptt-seconds", "50", "--seconds", "55")
+        self.start("--transmit", "--drive", "255", "--timeout", "1", "--ptt-seconds", "150", "--seconds", "300")
         self.wait_for_mox(True)
         self.wait_for_mox(False)
         sent = len(self.wire.sent)
@@ -357,13 +378,13 @@ class LarchTalk(unittest.TestCase):
 
     def orderly_end_by(self, end, in_terminal=False, **options):
         self.tone()
-        arguments = ("--transmit", "--drive", "255", "--seconds", "55")
+        arguments = ("--transmit", "--drive", "255", "--seconds", "300")
         if in_terminal:
             self.start_in_terminal(*arguments, **options)
             self.wait(lambda: "drive 255" in self.screen.text, "picture")
             self.screen.type(b"t")
         else:
-            self.start(*arguments, "--ptt-seconds", "50")
+            self.start(*arguments, "--ptt-seconds", "150")
         self.wait_for_air()
         self.assertTrue(self.wire.keyed())
         end()
@@ -392,11 +413,10 @@ class LarchTalk(unittest.TestCase):
         self.orderly_end_by(lambda: self.program.stdout.close())
         self.assertEqual(self.program.returncode, 1)
         self.assertIn("the output is closed", self.program.stderr.read())
-        self.program.stderr.close()
 
     def test_a_radio_that_falls_silent_while_keyed_is_stopped(self):
         self.tone()
-        self.start("--transmit", "--drive", "255", "--ptt-seconds", "50")
+        self.start("--transmit", "--drive", "255", "--ptt-seconds", "150")
         self.wait_for_air()
         self.wire.cut = True
         status, out, err = self.end()
@@ -407,7 +427,7 @@ class LarchTalk(unittest.TestCase):
 
     def test_vox_keys_and_releases(self):
         self.microphone(lambda t: 0.5 * math.sin(2 * math.pi * 1000 * t) if 1 < t < 2 else 0.0)
-        self.start("--transmit", "--drive", "255", "--vox", "--vox-threshold", "0.3", "--vox-hold", "0.3", "--seconds", "55")
+        self.start("--transmit", "--drive", "255", "--vox", "--vox-threshold", "0.3", "--vox-hold", "0.3", "--seconds", "300")
         for _ in range(2):
             self.wait_for_mox(True)
             self.wait_for_mox(False)
