@@ -70,6 +70,25 @@ class powerSpectrumOf {
   std::vector<double> bins_;
 };
 
+// The largest magnitude behind a filter of 100 Hz (6 dB; nothing beyond +-75 Hz) around f: what a receiver hears of a click.
+inline double largestThrough100Hz(const std::vector<std::complex<double>>& samples, double f) {
+  constexpr double flat_Hz = 25, end_Hz = 75;
+  uint32_t length = 1;
+  while (length < samples.size() + 4800) length *= 2; // room for the filter's own ringing
+  std::vector<std::complex<double>> work(length);
+  std::copy(samples.begin(), samples.end(), work.begin());
+  fftForward(work.data(), work.data(), length);
+  for (uint32_t k = 0; k < length; k++) {
+    const double at = (k < length / 2 ? k : static_cast<double>(k) - length) * 48000 / length;
+    const double beside = std::clamp((std::abs(at - f) - flat_Hz) / (end_Hz - flat_Hz), 0.0, 1.0);
+    work[k] *= (0.5 + 0.5 * std::cos(M_PI * beside)) / length;
+  }
+  fftInverse(work.data(), work.data(), length);
+  double most = 0;
+  for (const auto& z : work) most = std::max(most, std::abs(z));
+  return most;
+}
+
 // Energy of one burst in bins of 0.73 Hz, without a window: it begins and ends with silence.
 class burstSpectrum {
  public:

@@ -1,5 +1,6 @@
 // What goes out, measured in the words that a simulated radio gets: from the microphone's samples to the datagrams' bytes.
 #include "dsp/filterDesign.h"
+#include "modes/cwModDemod.h"
 #include "modes/sigGenModDemod.h"
 #include "modes/ssbModDemod.h"
 #include "tests/modes/ssbSpeech.h"
@@ -301,6 +302,61 @@ TEST(transmitQualityTest, carrierRisesAndFallsWithoutAClick) {
   EXPECT_LT(p.worstFrom(0, 200), -60) << "dB to the line's top, either side";
   EXPECT_LT(p.worstFrom(0, 500), -85);
   EXPECT_LT(p.worstFrom(0, 1000), -100);
+}
+
+class morseQualityTest : public testing::Test {
+ protected:
+  morseQualityTest() {
+    mode->swHangTime.set(100'000);
+    station.use(mode);
+  }
+  // Clicks, dB to the carrier with the key down, on either side; the edges of 5.33 ms allow -32.0, -67.2 and -83.4.
+  static void expectSoftEdges(const std::vector<cdouble>& sent, double level) {
+    EXPECT_NEAR(largestMagnitude(sent), level, 1 / 32766.0);
+    for (const auto& [distance, bound_dB] : {std::pair{200.0, -31.0}, {500.0, -66.0}, {1000.0, -82.0}, {2000.0, -99.0}})
+      for (const double f : {distance, -distance})
+        EXPECT_LT(decibels(std::pow(largestThrough100Hz(sent, f) / level, 2)), bound_dB) << f;
+    const powerSpectrumOf p(sent.data(), sent.size());
+    const auto [low, high] = p.occupied();
+    EXPECT_LT(high - low, 180);
+    EXPECT_GT(decibels(p.total() / (level * level)), -6) << "it was keyed";
+  }
+
+  transmittingStation station{{}};
+  std::shared_ptr<cwModDemod> mode = keptByCore(std::make_shared<cwModDemod>(nullptr));
+};
+
+TEST_F(morseQualityTest, textIsKeyedWithoutClicks) {
+  for (const double wpm : {25.0, 40.0}) {
+    mode->wpm.set(wpm);
+    mode->queueText("paris test cq de paris 599 bk test paris", static_cast<uint32_t>(mode->sentCount()));
+    expectSoftEdges(station.send(long_s), 0.95);
+  }
+}
+
+TEST_F(morseQualityTest, straightKeyIsKeyedWithoutClicks) {
+  station.board->clearRecords();
+  for (int i = 0; i < 20; i++) {
+    mode->keyDown(); // raises PTT
+    station.run(3 * batch_s);
+    mode->keyUp();
+    station.run(2 * batch_s);
+  }
+  station.key(false);
+  station.run(0.05);
+  expectSoftEdges(station.onAir(), 0.99);
+}
+
+TEST_F(morseQualityTest, keyedCarrierHasOneSideOfTheWordsOnly) {
+  mode->queueText("paris", 0);
+  station.send(0.8);
+  int marks = 0;
+  for (const sim::txSample& w : keyedWords(station)) {
+    ASSERT_EQ(w.i, 0);
+    ASSERT_LE(w.q, 0) << "the carrier's phase never turns";
+    marks += w.q == -31128; // 0.95 of full scale
+  }
+  EXPECT_GT(marks, 5000);
 }
 
 } // namespace larch::test
