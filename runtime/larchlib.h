@@ -601,9 +601,10 @@ LARCH_API void vtrx_setRxFilter(vtrx* h, int32_t low, int32_t high);
 LARCH_API void vtrx_setTxFilter(vtrx* h, int32_t low, int32_t high);
 /* Asks the radio for a hardware tuning in Hz without touching vfo. */
 LARCH_API void vtrx_setRxFrequency(vtrx* h, int32_t frequency);
-/* newSpectrum, inside getRenderUpdates: 2048 values, log10 of power (ten times that is dB, a full-scale carrier is about
-   1), from low to high Hz, -20.0 where nothing is known; rate is that of the hardware in Hz. Free the frame with
-   floatArray_delete. About two frames a second in the background. */
+/* newSpectrum, inside getRenderUpdates: 2048 values, log10 of power (ten times that is dB, a full-scale carrier on a point
+   is about -0.13, 1.13 below the S-meter), from low to high Hz, -20.0 where nothing is known; rate is that of the hardware
+   in Hz. Value i shows what lies one step above low + i * (high - low) / 2048. Free the frame with floatArray_delete. About
+   two frames a second in the background. */
 LARCH_API void vtrx_bindnewSpectrum(vtrx* h, larch_spectrum_cb callback);
 /* vfo: tuned frequency in Hz. Default 14095600; told at bind after addVtrx. */
 LARCH_API void vtrx_bindvfo(vtrx* h, larch_int32_cb callback);

@@ -2,6 +2,7 @@
 #include "modes/proxyModDemod.h"
 #include "tests/transceiver/chainTesting.h"
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace larch::test {
 namespace {
@@ -231,6 +232,21 @@ TEST_F(proxyModDemodTest, proxyThatWritesNothingDoesNotRepeatTheLastBlockOfAnoth
     t->ptt.set(false);
     send(10);
   }
+}
+
+TEST_F(proxyModDemodTest, blockWithoutNumbersIsOverWithTheFilter) {
+  t->ptt.set(true);
+  mode->getTxChunk = [](cbuff* out, cbuff* mic) {
+    std::fill_n(out->data, out->count,
+                cdouble(std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()));
+    delete out;
+    delete mic;
+  };
+  send(20);
+  mode->getTxChunk = sendTone;
+  sendsAbove = 1000;
+  const auto sent = send(60);
+  for (size_t i = 5 * 512; i < sent.size(); i++) ASSERT_NEAR(std::abs(sent[i]), 0.5, 1e-3) << i;
 }
 
 TEST_F(proxyModDemodTest, hostThatStopsWritingFallsSilent) {
