@@ -43,12 +43,13 @@ class cwModDemod : public modDemod {
  private:
   void decode(const cbuff& block);
   void silenceText(const modDemodOwner& held);
-  void publishSidetone(audioOutputStream& sound);
+  void publishSidetone(audioOutputStream& speaker);
   std::optional<char> nextCharacter();
   void endTransmission();
   void tell(const hostText& event, char c);
 
-  // All of it is the signal's: touched on the transceiver's group, or on this object's while it serves no transceiver.
+  // The signal's: touched on the transceiver's group. The verbs reach key_ and text_, which bear it, on this object's group while
+  // it serves no transceiver.
   oscillator tone_;
   cwDecoder decoder_;
   straightKey key_;

@@ -3,13 +3,18 @@
 
 namespace larch {
 
-void straightKey::press() {
-  rampPosition_ = 0;
-  down_ = true;
+void straightKey::move(bool down) {
+  uint32_t before = moves_.load(std::memory_order_relaxed);
+  while (!moves_.compare_exchange_weak(before, ((before | 1) + 1) | (down ? 1 : 0), std::memory_order_relaxed)) {
+  }
 }
 
-void straightKey::release() {
-  down_ = false;
+// Each move begins an edge of its own; of several between two blocks the last one counts.
+void straightKey::follow() {
+  const uint32_t now = moves_.load(std::memory_order_relaxed);
+  if (now == followed_) return;
+  followed_ = now;
+  down_ = isDown(now);
   rampPosition_ = 0;
 }
 
@@ -20,6 +25,7 @@ double straightKey::nextRise() {
 }
 
 bool straightKey::produce(const cbuff& out, bool hardEdges) {
+  follow();
   if (hardEdges) {
     if (down_) std::fill_n(out.data, out.count, 1.0);
     return down_;

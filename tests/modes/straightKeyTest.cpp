@@ -1,6 +1,7 @@
 #include "modes/straightKey.h"
 #include "tests/modes/cwKeyingGolden.h"
 #include <gtest/gtest.h>
+#include <thread>
 #include <vector>
 
 namespace larch::test {
@@ -84,6 +85,41 @@ TEST(straightKeyTest, hardEdgesAreOneOrNothing) {
   key.release();
   EXPECT_TRUE(produce(key, 126, true).empty());
   EXPECT_NEAR(produce(key, 1)[0].real(), goldenFall[0], tolerance) << "the soft edge still waits";
+}
+
+TEST(straightKeyTest, severalMovesBetweenTwoBlocksAreTheLastOne) {
+  straightKey key;
+  key.press();
+  produce(key, 300);
+  key.release();
+  key.press();
+  EXPECT_NEAR(produce(key, 1)[0].real(), goldenRise[0], tolerance) << "an edge all the same";
+  key.release();
+  key.press();
+  key.release();
+  EXPECT_NEAR(produce(key, 1)[0].real(), goldenFall[0], tolerance);
+}
+
+TEST(straightKeyTest, isMovedWhileItSendsCONCURRENT) {
+  straightKey key;
+  const auto moves = [&key] {
+    for (int i = 0; i < 20000; i++) {
+      key.press();
+      key.release();
+    }
+  };
+  std::thread first(moves), second(moves);
+  for (int i = 0; i < 2000; i++) {
+    const cbuff out(8, 0.0);
+    key.produce(out, i % 2);
+    for (uint64_t k = 0; k < 8; k++) ASSERT_TRUE(out.data[k].real() >= 0 && out.data[k].real() <= 1);
+  }
+  first.join();
+  second.join();
+  EXPECT_FALSE(key.isDown());
+  const cbuff out(512, 0.0);
+  key.produce(out, false); // the last edge, if it hasn't gone out yet
+  EXPECT_FALSE(key.produce(out, false));
 }
 
 } // namespace
