@@ -166,7 +166,10 @@ class randomHost {
     v->ptt.observer = [this, inner = v->ptt.observer, key = v.get()] {
       note(nameOf(key) + (key->ptt.value ? " down" : " up"));
       inner();
-      if (!key->ptt.value) lastFall[key] = s.radio->txSequence;
+      if (key->ptt.value)
+        lastDown = key;
+      else
+        lastFall[key] = s.radio->txSequence;
       watchRelease();
     };
   }
@@ -215,6 +218,10 @@ class randomHost {
       p.hadRole = p.transceiver == transmitter;
     }
     EXPECT_FALSE(s.radio->ptt.value && !transmitter) << "keyed by nobody";
+    for (const player& p : players)
+      if (s.radio->ptt.value && p.transceiver->ptt.value && p.transceiver.get() == lastDown) {
+        EXPECT_EQ(transmitter, p.transceiver) << "the last to key has the role";
+      }
     s.pool->getUpdates();
     s.pool->getRenderUpdates();
   }
@@ -393,6 +400,7 @@ class randomHost {
   std::map<const vtrx*, uint32_t> lastFall; // the datagram that was next when its key went up
   uint32_t expectedSequence = 0;
   std::deque<std::string> story;
+  const vtrx* lastDown = nullptr;
   bool released = true, wasKeyed = false;
   int64_t sinceRelease = 0, allowed = 0;
   int64_t gone_ = 0;      // groups that were asked of transceivers that had been removed by then
