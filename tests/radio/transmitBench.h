@@ -2,6 +2,7 @@
 #pragma once
 #include "modes/modDemod.h"
 #include "tests/radio/hpsdrBench.h"
+#include "tests/support/testSoundCard.h"
 
 namespace larch::test {
 
@@ -78,6 +79,7 @@ struct transmitBench : hpsdrBench {
   }
 
   uint32_t streamed = 0;
+  bool silent = useNoSoundCard();
 };
 
 } // namespace larch::test

@@ -127,6 +127,7 @@ struct transmitStation {
     return one.empty() ? sentDatagram{} : one.back();
   }
 
+  bool silent = useNoSoundCard(); // unless the test has chosen cards before
   sothreadpool* pool = handPool(); // lives on, as the library's does
   std::unique_ptr<sim::protocol1Radio> board;
   std::shared_ptr<watchedRadio> radio;
