@@ -1,11 +1,13 @@
 #include "modes/fmModDemod.h"
 #include "audio/Wireless.h"
 #include "dsp/filterDesign.h"
+#include "dsp/turnKernel.h"
 #include "modes/fmFilters.h"
 #include "modes/realAudio.h"
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 
 namespace larch {
 namespace {
@@ -31,23 +33,13 @@ fmModDemod::fmModDemod(std::shared_ptr<syncTask> group)
   useTxFilter = true;
 }
 
-double fmModDemod::turnTo(std::complex<double> sample) {
-  const double magnitude = std::sqrt(sample.real() * sample.real() + sample.imag() * sample.imag());
-  if (magnitude > 0.0) sample = {sample.real() / magnitude, sample.imag() / magnitude};
-  const double re = previous_.real() * sample.real() + previous_.imag() * sample.imag();
-  const double im = previous_.real() * sample.imag() - previous_.imag() * sample.real();
-  previous_ = sample;
-  return std::atan2(im, re + 0.0); // the sum turns -0 into 0: a sample of 0 is no half turn
-}
-
 buff<float> fmModDemod::demodulate(const cbuff& block) {
   const auto ratio = static_cast<uint64_t>(sampleRate() / audioSampleRate);
-  const uint64_t n = std::min(block.count / ratio, fftConvolver::block);
-  for (uint64_t j = 0; j < n; j++) {
-    double sum = 0;
-    for (uint64_t k = j * ratio; k < (j + 1) * ratio; k++) sum += turnTo(block.data[k]);
-    receiveFilter_.input.data[j] = sum;
-  }
+  const uint64_t n = std::min(block.count, turns_.count) / ratio;
+  sampleTurns(previous_, block.data, turns_.data, n * ratio);
+  if (n > 0) previous_ = block.data[n * ratio - 1];
+  for (uint64_t j = 0; j < n; j++)
+    receiveFilter_.input.data[j] = std::accumulate(turns_.data + j * ratio, turns_.data + (j + 1) * ratio, 0.0);
   // required: a wide block renews the first 64 of the filter's 512 inputs and takes the first 64 outputs; the rest stays
   receiveFilter_.process();
   return realAudio(slice(receiveFilter_.output, 0, n));

@@ -30,12 +30,12 @@ class fmModDemod : public modDemod {
   static constexpr double narrowLimit_Hz = 12000.0;
   static constexpr int32_t narrowRate = 48000, wideRate = 384000; // Hz
 
-  double turnTo(std::complex<double> sample); // radians since the last one
   void followEqualiser();
   bool addTone(); // to the output of shapeFilter_; false: none is wanted
 
-  std::complex<double> previous_ = 0; // last unit sample of the discriminator
-  fftConvolver receiveFilter_;        // 1024 taps
+  std::complex<double> previous_ = 0;       // last sample of the discriminator, which doesn't see its magnitude
+  buff<double> turns_{fftConvolver::block}; // radians, one for each sample of a block
+  fftConvolver receiveFilter_;              // 1024 taps
   speechChain speech_;
   fftConvolver shapeFilter_; // 1536 taps, behind the limiter
   oscillator tone_{48000.0};
