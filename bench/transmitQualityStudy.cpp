@@ -1,6 +1,8 @@
 // What is transmitted, measured in the words that a radio gets: transmitQualityStudy [table ...], without a name all tables.
 // Spectra: seven-term Blackman-Harris window, 65536 points (0.73 Hz a bin) where nothing else is said.
+#include "modes/amModDemod.h"
 #include "modes/cwModDemod.h"
+#include "modes/fmModDemod.h"
 #include "modes/sigGenModDemod.h"
 #include "modes/ssbModDemod.h"
 #include "runtime/log.h"
@@ -310,13 +312,104 @@ void morse() {
   }
 }
 
+// Real audio in bins of 0.73 Hz: its own lines to the one at `f`, dB.
+void printHarmonics(const std::vector<double>& audio, double f) {
+  std::vector<cdouble> z;
+  double mean = 0;
+  for (const double a : audio) mean += a / static_cast<double>(audio.size());
+  for (const double a : audio) z.emplace_back(a - mean);
+  const auto p = spectrumOf(z);
+  for (int h = 2; h <= 5; h++) std::printf("  %d: %6.1f", h, decibels(p.line(h * f) / p.line(f)));
+}
+
+void am() {
+  std::printf("\nAM, filter -3000 to 3000 Hz, a sine of 1000.37 Hz: dBFS; harmonics of the envelope, dB to the tone\n");
+  for (const double level : {-40.0, -20.0, -12.0, -6.0, 0.0}) {
+    transmittingStation station({});
+    station.use(keptByCore(std::make_shared<amModDemod>(nullptr)), -3000, 3000);
+    station.speak(sineOf(1000.37, fromDecibels(level)));
+    const auto sent = settledPart(station.send(enough_s));
+    const auto p = spectrumOf(sent);
+    std::vector<double> envelope;
+    for (const cdouble& z : sent) envelope.push_back(std::abs(z));
+    std::printf("%4.0f: peak %.3f, carrier %.2f, sides %.2f %.2f, strongest other %.1f dBc;", level, largestMagnitude(sent),
+                decibels(p.line(0)), decibels(p.line(-1000.37)), decibels(p.line(1000.37)),
+                decibels(p.strongestBeside({0, 1000.37, -1000.37}) / p.line(0)));
+    printHarmonics(envelope, 1000.37);
+    std::printf("\n");
+  }
+  for (const double c : {1.0, 4.0, 20.0}) {
+    transmittingStation station({});
+    const auto mode = keptByCore(std::make_shared<amModDemod>(nullptr));
+    mode->compression.set(c);
+    station.use(mode, -3000, 3000);
+    station.speak(voiceLikeNoise(fromDecibels(-20)));
+    const auto sent = settledPart(station.send(8.2));
+    const auto p = spectrumOf(sent, 8192);
+    const auto [low, high] = p.occupied();
+    std::printf("voice, compression %4.1f: peak %.3f, 99 %% %.0f to %.0f Hz, beyond +-3200 Hz %.1f dB, in 500 Hz at 4 / 6 / 10 "
+                "kHz %.1f %.1f %.1f dB\n",
+                c, largestMagnitude(sent), low, high, decibels((p.between(-24000, -3200) + p.between(3200, 23990)) / p.total()),
+                decibels(p.between(3750, 4250) / p.total()), decibels(p.between(5750, 6250) / p.total()),
+                decibels(p.between(9750, 10250) / p.total()));
+  }
+}
+
+void fm() {
+  std::printf("\nFM, filter -10 to 10 kHz, a sine of 1000.37 Hz: peak deviation; harmonics of the frequency, dB to the tone\n");
+  for (const double deviation : {2500.0, 5000.0})
+    for (const double level : {-40.0, -20.0, 0.0}) {
+      transmittingStation station({});
+      const auto mode = keptByCore(std::make_shared<fmModDemod>(nullptr));
+      mode->deviation.set(deviation);
+      station.use(mode, -10000, 10000);
+      station.speak(sineOf(1000.37, fromDecibels(level)));
+      const auto sent = settledPart(station.send(enough_s));
+      const auto f = frequenciesOf(sent);
+      std::printf("%5.0f Hz, %4.0f dBFS: magnitude %.4f, deviation %.1f Hz;", deviation, level, largestMagnitude(sent),
+                  *std::max_element(f.begin(), f.end()));
+      printHarmonics(f, 1000.37);
+      std::printf("\n");
+    }
+  for (const double deviation : {2500.0, 5000.0})
+    for (const double tone : {0.0, 88.5}) {
+      transmittingStation station({});
+      const auto mode = keptByCore(std::make_shared<fmModDemod>(nullptr));
+      mode->deviation.set(deviation);
+      mode->compression.set(4);
+      mode->CTCSS.set(tone);
+      station.use(mode, -10000, 10000);
+      station.speak(voiceLikeNoise(fromDecibels(-20)));
+      const auto sent = settledPart(station.send(8.2));
+      const auto f = frequenciesOf(sent);
+      const auto p = spectrumOf(sent, 8192);
+      const auto [low, high] = p.occupied();
+      std::vector<cdouble> z;
+      for (const double a : f) z.emplace_back(a);
+      std::printf("voice %4.0f Hz, tone %4.1f: deviation %.0f Hz, 99 %% %.0f to %.0f Hz, in 500 Hz at 6 / 8 / 12 kHz %.1f %.1f "
+                  "%.1f dB, tone %.1f Hz\n",
+                  deviation, tone, *std::max_element(f.begin(), f.end()), low, high, decibels(p.between(5750, 6250) / p.total()),
+                  decibels(p.between(7750, 8250) / p.total()), decibels(p.between(11750, 12250) / p.total()),
+                  2 * std::sqrt(spectrumOf(z).line(88.5)));
+    }
+}
+
 struct table {
   const char* name;
   void (*print)();
 };
-constexpr table tables[] = {
-    {"imd", imd},     {"sideband", sideband},   {"carrier", carrier}, {"speech", speech},       {"boundaries", boundaries},
-    {"peaks", peaks}, {"generator", generator}, {"morse", morse},     {"remainder", remainder}, {"envelope", envelope}};
+constexpr table tables[] = {{"imd", imd},
+                            {"sideband", sideband},
+                            {"carrier", carrier},
+                            {"speech", speech},
+                            {"boundaries", boundaries},
+                            {"peaks", peaks},
+                            {"generator", generator},
+                            {"am", am},
+                            {"fm", fm},
+                            {"morse", morse},
+                            {"remainder", remainder},
+                            {"envelope", envelope}};
 
 } // namespace
 

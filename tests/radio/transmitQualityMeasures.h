@@ -29,6 +29,7 @@ class powerSpectrumOf {
     }
     for (double& each : bins_) each /= std::max(segments, 1);
   }
+  explicit powerSpectrumOf(const std::vector<std::complex<double>>& samples) : powerSpectrumOf(samples.data(), samples.size()) {}
   double bin_Hz() const { return 48000.0 / static_cast<double>(bins_.size()); }
   double at(int64_t bin) const { // negative ones too
     const auto n = static_cast<int64_t>(bins_.size());
@@ -123,6 +124,14 @@ class burstSpectrum {
   }
   std::vector<double> bins_;
 };
+
+// Hz between each sample and the next.
+inline std::vector<double> frequenciesOf(const std::vector<std::complex<double>>& samples) {
+  std::vector<double> f;
+  for (std::size_t n = 1; n < samples.size(); n++)
+    f.push_back(std::arg(samples[n] * std::conj(samples[n - 1])) * 48000 / (2 * M_PI));
+  return f;
+}
 
 inline double largestMagnitude(const std::vector<std::complex<double>>& samples) {
   double most = 0;

@@ -1,6 +1,8 @@
 // What goes out, measured in the words that a simulated radio gets: from the microphone's samples to the datagrams' bytes.
 #include "dsp/filterDesign.h"
+#include "modes/amModDemod.h"
 #include "modes/cwModDemod.h"
+#include "modes/fmModDemod.h"
 #include "modes/sigGenModDemod.h"
 #include "modes/ssbModDemod.h"
 #include "tests/modes/ssbSpeech.h"
@@ -302,6 +304,72 @@ TEST(transmitQualityTest, carrierRisesAndFallsWithoutAClick) {
   EXPECT_LT(p.worstFrom(0, 200), -60) << "dB to the line's top, either side";
   EXPECT_LT(p.worstFrom(0, 500), -85);
   EXPECT_LT(p.worstFrom(0, 1000), -100);
+}
+
+TEST(talkQualityTest, amIsACarrierWithTwoEqualSides) {
+  constexpr double f = 1000.37;
+  transmittingStation station({});
+  station.use(keptByCore(std::make_shared<amModDemod>(nullptr)), -3000, 3000);
+  for (const double level_dB : {-20.0, 0.0}) {
+    const auto p = spectrumOf(station, sineOf(f, fromDecibels(level_dB)));
+    const double side_dB = level_dB + 2 * decibels(0.707 * 0.97 * 0.48 / 2);
+    EXPECT_NEAR(decibels(p.line(0)), 2 * decibels(0.5), 0.001);
+    EXPECT_NEAR(decibels(p.line(f)), side_dB, 0.01);
+    EXPECT_NEAR(decibels(p.line(-f)), side_dB, 0.01);
+    EXPECT_LT(decibels(p.strongestBeside({0, f, -f})), -115) << "dBFS";
+  }
+}
+
+TEST(talkQualityTest, amVoiceStaysWithinThreeKilohertz) {
+  transmittingStation station({});
+  const auto mode = keptByCore(std::make_shared<amModDemod>(nullptr));
+  mode->compression.set(20);
+  station.use(mode, -3000, 3000);
+  station.speak(voiceLikeNoise(0.1));
+  const auto sent = settledPart(station.send(long_s));
+  EXPECT_LT(largestMagnitude(sent), 0.92) << "0.905 and what the filter adds";
+  EXPECT_GT(largestMagnitude(sent), 0.8);
+  const powerSpectrumOf p(sent.data(), sent.size(), 8192);
+  EXPECT_LT(decibels((p.between(-24000, -3200) + p.between(3200, 23990)) / p.total()), -90);
+}
+
+TEST(talkQualityTest, fmDeviatesAsFarAsItIsTold) {
+  constexpr double f = 1000.37;
+  for (const double deviation : {2500.0, 5000.0}) {
+    transmittingStation station({});
+    const auto mode = keptByCore(std::make_shared<fmModDemod>(nullptr));
+    mode->deviation.set(deviation);
+    station.use(mode, -10'000, 10'000);
+    for (const auto& [level_dB, share] : {std::pair{-20.0, 0.0707 * f / 300 * 0.97}, {0.0, 0.97}}) { // rising with f; clipped
+      station.speak(sineOf(f, fromDecibels(level_dB)));
+      const auto sent = settledPart(station.send(long_s));
+      const auto frequencies = frequenciesOf(sent);
+      const auto [least, most] = std::minmax_element(frequencies.begin(), frequencies.end());
+      EXPECT_NEAR(*most, share * deviation, 0.003 * deviation);
+      EXPECT_NEAR(*least, -share * deviation, 0.003 * deviation);
+      EXPECT_NEAR(largestMagnitude(sent), 0.99, 0.002) << "steady but for what the filter cuts off";
+      const powerSpectrumOf audio({frequencies.begin(), frequencies.end()});
+      for (int h = 2; h <= 4; h++) EXPECT_LT(decibels(audio.line(h * f) / audio.line(f)), -80) << h;
+    }
+  }
+}
+
+TEST(talkQualityTest, fmVoiceKeepsItsWidth) {
+  transmittingStation station({});
+  const auto mode = keptByCore(std::make_shared<fmModDemod>(nullptr));
+  mode->deviation.set(2500);
+  mode->compression.set(4);
+  mode->CTCSS.set(88.5);
+  station.use(mode, -10'000, 10'000);
+  station.speak(voiceLikeNoise(0.1));
+  const auto sent = settledPart(station.send(long_s));
+  const auto frequencies = frequenciesOf(sent);
+  const powerSpectrumOf p(sent.data(), sent.size(), 8192), audio({frequencies.begin(), frequencies.end()});
+  const auto [low, high] = p.occupied();
+  EXPECT_LT(high - low, 6000);
+  EXPECT_LT(decibels(p.between(7750, 8250) / p.total()), -65);
+  EXPECT_LT(decibels(p.between(11'750, 12'250) / p.total()), -110);
+  EXPECT_NEAR(2 * std::sqrt(audio.line(88.5)), 0.1 * 0.85 * 2500, 2) << "the tone's deviation, Hz";
 }
 
 class morseQualityTest : public testing::Test {
