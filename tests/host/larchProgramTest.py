@@ -112,7 +112,8 @@ class LarchProgram(unittest.TestCase):
         found = re.search(r"strongest ([0-9.]+) MHz (-?[0-9]+)", lines[-1])
         self.assertAlmostEqual(float(found.group(1)), 7.05, delta=0.0003)
         self.assertAlmostEqual(int(found.group(2)), -40, delta=2)  # full scale counts as +10 dBm; the window's top is broad
-        self.assertIn("7.049.000 USB -4", lines[-1])
+        shown = re.search(r"7\.049\.000 USB (-?[0-9.]+) dBm", lines[-1])
+        self.assertAlmostEqual(float(shown.group(1)), -40, delta=1, msg=lines[-1])
         self.assertIn("7.060.000 LSB", lines[-1])
         with open(self.path("w.png"), "rb") as f:
             self.assertEqual(f.read(8), b"\x89PNG\r\n\x1a\n")

@@ -230,7 +230,7 @@ class LarchTalk(unittest.TestCase):
     def test_bad_words_get_clear_errors(self):
         for arguments, word in (
             (("--vox",), "--transmit"),
-            (("--ptt-seconds", "1"), "--transmit"),
+            (("--ptt-seconds", "2"), "--transmit"),
             (("--eq", "300"), "'300' is no equaliser point"),
             (("--eq", "300:1,200:1"), "'200:1' doesn't rise"),
             (("--tx-filter", "wide"), "'wide' is no filter"),
@@ -262,7 +262,7 @@ class LarchTalk(unittest.TestCase):
     def test_speech_is_on_its_side_of_the_carrier(self):
         self.tone(1000)
         for mode, wanted in (("usb", -1000), ("lsb", 1000)):  # the stream holds the mirror of the spectrum, both ways
-            done = self.talk("--mode", mode, "--transmit", "--drive", "255", "--ptt-seconds", "1")
+            done = self.talk("--mode", mode, "--transmit", "--drive", "255", "--ptt-seconds", "2")
             self.assertEqual(done.returncode, 0, done.stderr)
             sent = steady(self.wire.transmissions()[-1])
             # half of full scale, 0.707 of it in the chain, its limiter's 0.94
@@ -275,7 +275,7 @@ class LarchTalk(unittest.TestCase):
         self.microphone(lambda t: sum(0.2 * math.sin(2 * math.pi * f * t) for f in (600, 1500, 2400)))
         sent = []
         for arguments in ((), ("--eq", "0:1,1000:1,1200:0.25,2000:0.25,2200:1"), ("--tx-filter", "1000:2000")):
-            done = self.talk("--transmit", "--drive", "255", "--ptt-seconds", "1", *arguments)
+            done = self.talk("--transmit", "--drive", "255", "--ptt-seconds", "2", *arguments)
             self.assertEqual(done.returncode, 0, done.stderr)
             samples = steady(self.wire.transmissions()[-1])
             sent.append([level(samples, -f) / FULL for f in (600, 1500, 2400)])
@@ -323,7 +323,7 @@ class LarchTalk(unittest.TestCase):
         self.assert_orderly_end(0.99 * FULL)
 
     def test_two_tones_are_alike(self):
-        done = self.talk("--transmit", "--drive", "255", "--two-tone", "--ptt-seconds", "1")
+        done = self.talk("--transmit", "--drive", "255", "--two-tone", "--ptt-seconds", "2")
         self.assertEqual(done.returncode, 0, done.stderr)
         sent = steady(self.wire.transmissions()[0])
         tones = [level(sent, f) / FULL for f in (0, 1200, -1200)]
@@ -332,7 +332,7 @@ class LarchTalk(unittest.TestCase):
         self.assertLess(min(tones[1:]), 0.001)
 
     def test_the_offset_moves_the_transmit_frequency_alone(self):
-        done = self.talk("--transmit", "--tx-offset", "-1500", "--ptt-seconds", "1")
+        done = self.talk("--transmit", "--tx-offset", "-1500", "--ptt-seconds", "2")
         self.assertEqual(done.returncode, 0, done.stderr)
         words = {r: {int.from_bytes(d.registers[r]) for d in self.wire.sent if any(d.mox) and r in d.registers} for r in (1, 2)}
         self.assertIn(7098500, words[1])
@@ -352,7 +352,7 @@ class LarchTalk(unittest.TestCase):
 
     def test_a_time_out_unkeys_until_a_fresh_press(self):
         self.tone()
-        self.start("--transmit", "--drive", "255", "--timeout", "1", "--ptt-seconds", "150", "--seconds", "300")
+        self.start("--transmit", "--drive", "255", "--timeout", "4", "--ptt-seconds", "150", "--seconds", "300")
         self.wait_for_mox(True)
         self.wait_for_mox(False)
         sent = len(self.wire.sent)
@@ -365,7 +365,7 @@ class LarchTalk(unittest.TestCase):
         self.program.send_signal(signal.SIGINT)
         status, out, err = self.end()
         self.assertEqual(status, 0, err)
-        self.assertIn("time-out after 1 s", err)
+        self.assertIn("time-out after 4 s", err)
         self.assert_orderly_end(0.5 * 0.707 * 0.94 * FULL)
 
     def test_a_time_out_needs_no_reader_of_the_screen(self):
