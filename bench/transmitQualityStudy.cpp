@@ -1,5 +1,6 @@
 // What is transmitted, measured in the words that a radio gets: transmitQualityStudy [table ...], without a name all tables.
 // Spectra: seven-term Blackman-Harris window, 65536 points (0.73 Hz a bin) where nothing else is said.
+#include "dsp/filterDesign.h"
 #include "modes/amModDemod.h"
 #include "modes/cwModDemod.h"
 #include "modes/fmModDemod.h"
@@ -9,6 +10,7 @@
 #include "tests/radio/transmitQualityMeasures.h"
 #include "tests/radio/transmitQualitySounds.h"
 #include "tests/radio/transmitQualityStation.h"
+#include "transceiver/transmitChain.h"
 #include <cstdio>
 #include <cstring>
 
@@ -155,18 +157,46 @@ void boundaries() {
   }
 }
 
+// In front of the words, which cut what lies beyond 1.
+double largestInFrontOfTheWords(const sound& voice, int low, int high, double compression) {
+  const auto mode = flatSsb(compression);
+  mode->setTxFilter(low, high);
+  transmitChain chain;
+  chain.setTaps(makeBandpass(low, high, 48000, transmitChain::filterTaps, transmitChain::filterTaps));
+  chain.keyDown(mode.get());
+  int64_t at = 0;
+  const auto read = [&](const buff<float>& mic) {
+    for (uint64_t i = 0; i < mic.count; i++) mic.data[i] = static_cast<float>(voice(at++));
+  };
+  constexpr int groups = 10 * 48000 / 126;
+  double largest = 0;
+  for (int i = 0; i < groups; i++) {
+    const cbuff group = chain.produce(mode.get(), false, read);
+    for (uint64_t k = 0; k < group.count; k++) largest = std::max(largest, std::abs(group.data[k]));
+  }
+  return largest;
+}
+
 void peaks() {
-  std::printf("\nLargest magnitude of the words, 1: 32766, which is also their own limit; "
-              "voice-like noise and a square wave\n");
-  for (const double level : {-20.0, -6.0, 0.0})
-    for (const double c : {0.5, 1.0, 2.0, 4.0, 20.0, 1e6}) {
-      transmittingStation station({});
-      station.use(flatSsb(c));
-      station.speak(voiceLikeNoise(fromDecibels(level)));
-      const double voice = largestMagnitude(station.send(5));
-      station.speak([a = fromDecibels(level)](int64_t n) { return n / 37 % 2 ? a : -a; });
-      const double square = largestMagnitude(station.send(1));
-      std::printf("%4.0f dBFS rms, compression %7.1f: voice %.5f square %.5f\n", level, c, voice, square);
+  std::printf("\nLargest magnitude in front of the words' own limit at 1, of 10 s each\n");
+  std::printf(
+      "filter, Hz     compression  voice -20 dBFS  voice -6 dBFS  white noise  square 100 Hz  clicks  two pitches in turn\n");
+  const auto white = std::make_shared<std::vector<double>>();
+  std::mt19937 random(3);
+  std::normal_distribution<double> level(0, 0.5);
+  for (int i = 0; i < 480'000; i++) white->push_back(std::clamp(level(random), -1.0, 1.0));
+  const sound sounds[] = {voiceLikeNoise(0.1),
+                          voiceLikeNoise(0.5),
+                          [white](int64_t n) { return (*white)[static_cast<std::size_t>(n) % white->size()]; },
+                          [](int64_t n) { return n / 240 % 2 ? 1.0 : -1.0; },
+                          [](int64_t n) { return n % 480 == 0 ? 1.0 : 0.0; },
+                          [high = sineOf(1500, 1), low = sineOf(700, 1)](int64_t n) { return n / 4800 % 2 ? high(n) : low(n); }};
+  for (const auto& [low, high] :
+       {std::pair{200, 2900}, {100, 3100}, {500, 1500}, {200, 800}, {200, 5000}, {0, 10000}, {300, 2500}})
+    for (const double compression : {1.0, 4.0, 20.0, 1e6}) {
+      std::printf("%5d to %5d %11.0f", low, high, compression);
+      for (const sound& each : sounds) std::printf("  %12.4f", largestInFrontOfTheWords(each, low, high, compression));
+      std::printf("\n");
     }
 }
 
