@@ -310,6 +310,26 @@ TEST(HpsdrRadioTransmitTest, voiceKeyingEndsWithoutPolls) {
   EXPECT_EQ(told, 2);
 }
 
+TEST(HpsdrRadioTransmitTest, voiceKeyingAndTheHostWorkOnTheSameKey) {
+  transmitStation s;
+  const auto v = s.add(7100000, std::make_shared<steadyMode>(true));
+  v->foregroundDisplay.set(true);
+  v->useVox.set(true);
+  s.start();
+  s.run(8);
+  s.key(v, true);
+  EXPECT_LE(moxRun(s.run(60)), static_cast<std::size_t>(fallGroups + 4)) << "quiet: it falls in the next chunk";
+  v->VoxThreshold.set(-1);
+  s.run(8);
+  EXPECT_TRUE(v->ptt.value);
+  s.key(v, false);
+  s.run(4);
+  EXPECT_TRUE(v->ptt.value) << "loud: it rises in the next chunk";
+  v->VoxThreshold.set(0.4);
+  v->useVox.set(false);
+  EXPECT_EQ(moxRun(s.run(400)), 400u) << "switched off, it leaves the key as it is";
+}
+
 TEST(HpsdrRadioTransmitTest, voiceKeyingEndsWithTheHostsQueueFull) {
   transmitStation s;
   const auto v = s.add(7100000, std::make_shared<steadyMode>(true));
