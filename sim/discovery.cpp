@@ -5,17 +5,18 @@ namespace larch::sim {
 
 namespace {
 constexpr boardProfile boards[] = {
-    {"metis", 0, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768, 1},
-    {"hermes", 1, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768, 1},
-    {"hermes2", 2, 31, 0, false, 122880000, 4, gainForm::attenuator, 32768, 1},
-    {"angelia", 4, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768, 1},
-    {"orion", 5, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768, 1},
-    {"hermeslite", 6, 32, 0, false, 73728000, 2, gainForm::liteFirst, 2048, 1.0 / 16},
-    {"hermeslite2", 6, 72, 8, true, 76800000, 4, gainForm::liteSecond, 2048, 1.0 / 16},
-    {"orion2", 10, 35, 0, false, 122880000, 7, gainForm::attenuator, 32768, 1},
+    {"metis", 0, 31, 0, false, false, 122880000, 4, gainForm::attenuator, 32768, 1},
+    {"hermes", 1, 31, 0, false, false, 122880000, 4, gainForm::attenuator, 32768, 1},
+    {"hermes2", 2, 31, 0, false, false, 122880000, 4, gainForm::attenuator, 32768, 1},
+    {"angelia", 4, 35, 0, false, false, 122880000, 7, gainForm::attenuator, 32768, 1},
+    {"orion", 5, 35, 0, false, false, 122880000, 7, gainForm::attenuator, 32768, 1},
+    {"hermeslite", 6, 32, 0, false, true, 73728000, 2, gainForm::liteFirst, 2048, 1.0 / 16},
+    {"hermeslite2", 6, 72, 8, true, true, 76800000, 4, gainForm::liteSecond, 2048, 1.0 / 16},
+    {"orion2", 10, 35, 0, false, false, 122880000, 7, gainForm::attenuator, 32768, 1},
 };
 constexpr size_t defaultIndex = 6;
 constexpr size_t macAt = 3, firmwareAt = 9, boardAt = 10, receiversAt = 19, minorFirmwareAt = 21;
+constexpr size_t settingsAt = 11, storedAddressAt = 13, storedMacAt = 17;
 constexpr uint8_t statusIdle = 2, statusInUse = 3;
 } // namespace
 
@@ -36,7 +37,7 @@ bool isDiscoveryRequest(std::span<const uint8_t> datagram) {
 }
 
 std::array<uint8_t, discoveryAnswerBytes> discoveryAnswer(const boardProfile& board, const macAddress& mac, int receivers,
-                                                          bool inUse) {
+                                                          bool inUse, const deviceState& stored) {
   std::array<uint8_t, discoveryAnswerBytes> a{};
   a[0] = 0xEF;
   a[1] = 0xFE;
@@ -47,6 +48,9 @@ std::array<uint8_t, discoveryAnswerBytes> discoveryAnswer(const boardProfile& bo
   if (board.tellsReceivers) {
     a[receiversAt] = static_cast<uint8_t>(receivers);
     a[minorFirmwareAt] = board.minorFirmware;
+    a[settingsAt] = stored.status.value_or(0);
+    for (size_t i = 0; i < stored.address.size(); ++i) a[storedAddressAt + i] = stored.address[i].value_or(0);
+    for (size_t i = 0; i < stored.macTail.size(); ++i) a[storedMacAt + i] = stored.macTail[i].value_or(0);
   }
   return a;
 }

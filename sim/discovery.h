@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include "sim/boardDevices.h"
 
 namespace larch::sim {
 
@@ -23,11 +24,12 @@ struct boardProfile {
   uint8_t firmware;      // byte 9
   uint8_t minorFirmware; // byte 21, Hermes-Lite 2 only
   bool tellsReceivers;   // byte 19 is filled
+  bool hasDevices;       // bias potentiometers and stored settings behind queued commands
   double clock_Hz;       // of the ADC
   int receivers;         // hardware receivers
   gainForm gain;         //
   int widebandFullScale; // wideband sample value of a full-scale ADC reading
-  double iqFullScale;    // share of the 24 bits of an IQ word that it fills: a 12-bit converter in a 16-bit chain fills a sixteenth
+  double iqFullScale; // share of the 24 bits of an IQ word that it fills: a 12-bit converter in a 16-bit chain fills a sixteenth
 };
 
 std::span<const boardProfile> boardProfiles();
@@ -39,8 +41,9 @@ using macAddress = std::array<uint8_t, 6>;
 // True for the 63 bytes EF FE 02 0 ... 0.
 bool isDiscoveryRequest(std::span<const uint8_t> datagram);
 
-// The answer: 60 bytes, status 02 idle or 03 in use, MAC at 3, firmware at 9, board at 10; Hermes-Lite 2 adds its own.
+// The answer: 60 bytes, status 02 idle or 03 in use, MAC at 3, firmware at 9, board at 10. Hermes-Lite 2 adds its receivers at
+// 19, minor firmware at 21, and of what is stored in it the status word at 11, the address at 13, the MAC's tail at 17.
 std::array<uint8_t, discoveryAnswerBytes> discoveryAnswer(const boardProfile& board, const macAddress& mac, int receivers,
-                                                          bool inUse);
+                                                          bool inUse, const deviceState& stored = {});
 
 } // namespace larch::sim

@@ -16,6 +16,8 @@ using namespace larch::sim;
 struct settings {
   radioOptions radio;
   std::string board = defaultBoard().name;
+  int firmware = -1; // the board's
+  boardProfile profile = defaultBoard();
   std::string scene = "demo";
   double noise_dBFS = 0;
   bool noiseGiven = false, gainOff = false, verbose = false, quiet = false;
@@ -34,6 +36,7 @@ void addOptions(CLI::App& app, settings& s) {
   app.add_option("--bind", s.radio.bindAddress, "IPv4 address to listen on; 0.0.0.0 hears broadcasts")->capture_default_str();
   app.add_option("--port", s.radio.port, "UDP port, 0 for any free one")->capture_default_str();
   app.add_option("--board", s.board, "board to imitate")->check(CLI::IsMember(names))->capture_default_str();
+  app.add_option("--firmware", s.firmware, "firmware version (default: the board's)")->check(CLI::Range(0, 255));
   app.add_option("--receivers", s.radio.receivers, "hardware receivers (default: the board's)")->check(CLI::Range(1, 8));
   app.add_option("--clock", s.radio.clock_Hz, "clock in Hz (default: the board's)")->check(CLI::Range(1e6, 1e9));
   app.add_option("--rate-error", s.radio.clockError_ppm, "error of the radio's clock in ppm")->check(CLI::Range(-1000.0, 1000.0));
@@ -126,7 +129,9 @@ void printEnd(const protocol1Radio& radio) {
 }
 
 int play(settings& s, const sigset_t& ends) {
-  s.radio.board = findBoard(s.board);
+  s.profile = *findBoard(s.board);
+  if (s.firmware >= 0) s.profile.firmware = static_cast<uint8_t>(s.firmware);
+  s.radio.board = &s.profile;
   s.radio.gainMatters = !s.gainOff;
   s.radio.iqFullScale = s.radio.board->iqFullScale;
   const std::shared_ptr<bandScene> scene = makeScene(s.scene);
@@ -138,6 +143,7 @@ int play(settings& s, const sigset_t& ends) {
     for (const auto& signal : scene->current()->signals) fmt::print("{}\n", signal->describe());
     radio.onRegister([](const registerWrite& w) { fmt::print("register {}\n", describeRegister(w)); });
   }
+  radio.onDevice([](const std::string& done) { fmt::print("{}\n", done); });
   radio.onTransmission([](const transmission& t) { fmt::print("transmission at {}\n", describeTransmission(t)); });
   radio.recordTransmit(!s.transmitFile.empty());
   fmt::print("{} at {}:{}, scene {}\n", s.board, radio.address(), radio.port(), s.scene);

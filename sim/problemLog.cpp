@@ -17,6 +17,8 @@ const char* problemName(problem kind) {
   case problem::tooManyReceivers: return "too many receivers";
   case problem::frequencyTooHigh: return "frequency too high";
   case problem::foreignSender: return "foreign sender";
+  case problem::unknownDevice: return "unknown device";
+  case problem::deviceBusy: return "device busy";
   case problem::count: break;
   }
   return "?";

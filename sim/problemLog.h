@@ -20,6 +20,8 @@ enum class problem : int {
   tooManyReceivers, // more receivers asked for than the board has
   frequencyTooHigh, // a frequency word above half the clock
   foreignSender,    // data from somebody who isn't the peer of the running stream
+  unknownDevice,    // a queued command to a device or location that the board doesn't have
+  deviceBusy,       // a queued command while a store takes its time
   count
 };
 

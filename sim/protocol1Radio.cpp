@@ -19,7 +19,8 @@ constexpr uint32_t longestHole = 1000; // datagrams lost in a row; a larger step
 
 protocol1Radio::protocol1Radio(radioOptions options, std::shared_ptr<const bandScene> scene)
     : built(options), clock_Hz(options.clock_Hz > 0 ? options.clock_Hz : options.board->clock_Hz),
-      socket(options.bindAddress, options.port), stream(options, std::move(scene)), inUse(options.inUse) {}
+      socket(options.bindAddress, options.port), stream(options, std::move(scene)),
+      devices(options.board->hasDevices, options.board->firmware), inUse(options.inUse) {}
 
 protocol1Radio::~protocol1Radio() { stop(); }
 
@@ -65,7 +66,7 @@ void protocol1Radio::handle(std::span<const uint8_t> datagram, const endpointAdd
   case hostDatagramKind::discovery: {
     ++counted.discoveries;
     const int receivers = built.receivers > 0 ? built.receivers : built.board->receivers;
-    socket.sendOne(discoveryAnswer(*built.board, built.mac, receivers, inUse || counted.streaming), sender);
+    socket.sendOne(discoveryAnswer(*built.board, built.mac, receivers, inUse || counted.streaming, devices.state()), sender);
     break;
   }
   case hostDatagramKind::startStop: handleStart(incoming.startBits, sender); break;
@@ -110,7 +111,7 @@ void protocol1Radio::handleData(const hostDatagram& datagram, const endpointAddr
   if (sequenceKnown && !fresh && datagram.sequence != expectedSequence)
     faultsSeen.add(problem::sequenceBreak, fmt::format("{} where {} was due", datagram.sequence, expectedSequence));
   const uint32_t lost = datagram.sequence - expectedSequence;
-  if (sequenceKnown && !fresh && lost < longestHole) skipTransmit(size_t{lost} * 2 * p1TxSamplesPerFrame);
+  if (sequenceKnown && !fresh && lost < longestHole) skipFrames(size_t{lost} * 2);
   sequenceKnown = true;
   expectedSequence = datagram.sequence + 1;
   ++counted.dataReceived;
@@ -131,7 +132,7 @@ void protocol1Radio::handleData(const hostDatagram& datagram, const endpointAddr
       continue;
     } // boards lose such a frame
     faultsSeen.add(problem::wrongSync, fmt::format("datagram {}", datagram.sequence));
-    skipTransmit(p1TxSamplesPerFrame);
+    skipFrames(1);
   }
   constexpr int gainRegister = 10;
   stream.configure(file.settings(), file.writes(gainRegister) > 0);
@@ -143,6 +144,11 @@ void protocol1Radio::handleFrame(const commandFrame& frame) {
   const int owned = built.receivers > 0 ? built.receivers : built.board->receivers;
   if (file.settings().receivers != before && file.settings().receivers > owned)
     faultsSeen.add(problem::tooManyReceivers, fmt::format("{} of {}", file.settings().receivers, owned));
+  devices.pass(1);
+  if (frame.address() == p1QueuedAddress) {
+    const std::string done = devices.write({frame.c[1], frame.c[2], frame.c[3], frame.c[4]}, faultsSeen);
+    if (deviceListener && !done.empty()) deviceListener(done);
+  }
   const hostSettings& now = file.settings();
   const transmitFrame& sent = air.make(frame, now.cwInternal);
   keep(monitor.add(frame, sent, stream.clock.radioTime_s(),
@@ -150,10 +156,12 @@ void protocol1Radio::handleFrame(const commandFrame& frame) {
   if (echo && counted.streaming) echo->add(sent, moment());
 }
 
-void protocol1Radio::skipTransmit(size_t samples) {
-  if (samples == 0) return;
-  monitor.skip(samples);
-  if (echo && counted.streaming) echo->skip(samples, moment());
+// lost on the way
+void protocol1Radio::skipFrames(size_t frames) {
+  if (frames == 0) return;
+  devices.pass(frames);
+  monitor.skip(frames * p1TxSamplesPerFrame);
+  if (echo && counted.streaming) echo->skip(frames * p1TxSamplesPerFrame, moment());
 }
 
 void protocol1Radio::keep(const std::optional<transmission>& finished) {
@@ -341,6 +349,11 @@ void protocol1Radio::onRegister(std::function<void(const registerWrite&)> hears)
   listener = std::move(hears);
 }
 
+void protocol1Radio::onDevice(std::function<void(const std::string&)> hears) {
+  const std::lock_guard lock(guard);
+  deviceListener = std::move(hears);
+}
+
 void protocol1Radio::onTransmission(std::function<void(const transmission&)> hears) {
   const std::lock_guard lock(guard);
   transmissionListener = std::move(hears);
@@ -359,6 +372,7 @@ radioReport protocol1Radio::reportGuarded() const {
   r.radioTime_s = stream.clock.radioTime_s();
   r.faults = stream.faults.counts();
   r.transmit = monitor.levels();
+  r.devices = devices.state();
   return r;
 }
 

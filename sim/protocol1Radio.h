@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 #include <vector>
+#include "sim/boardDevices.h"
 #include "sim/datagramSocket.h"
 #include "sim/problemLog.h"
 #include "sim/protocol1Stream.h"
@@ -37,6 +38,7 @@ struct radioReport {
   double radioTime_s = 0;      // stream time by the radio's clock
   faultCounts faults;
   transmitLevels transmit;
+  deviceState devices;
 };
 
 // One data datagram of the host, with what had been sent to it before.
@@ -93,6 +95,8 @@ class protocol1Radio {
   // Called for each register that changed and each device write, on the thread that took the datagram, under the guard: it
   // must not call the radio.
   void onRegister(std::function<void(const registerWrite&)> listener);
+  // The same for what a device write did, in words: "stored bias 0: 200".
+  void onDevice(std::function<void(const std::string&)> listener);
   // The same for each transmission when it is over.
   void onTransmission(std::function<void(const transmission&)> listener);
 
@@ -114,7 +118,7 @@ class protocol1Radio {
   void handleStart(uint8_t bits, const endpointAddress& sender);
   void handleData(const hostDatagram& datagram, const endpointAddress& sender);
   void handleFrame(const commandFrame& frame);
-  void skipTransmit(size_t samples);
+  void skipFrames(size_t frames);
   void keep(const std::optional<transmission>& over);
   transmitMoment moment() const;
   void emitGuarded(size_t n);
@@ -130,6 +134,7 @@ class protocol1Radio {
   std::condition_variable changed;
   protocol1Stream stream;
   registerFile file;
+  boardDevices devices;
   problemLog faultsSeen;
   transmitMonitor monitor;
   transmitSignal air;
@@ -147,6 +152,7 @@ class protocol1Radio {
   std::vector<outgoingDatagram> outgoing;
   std::vector<transmission> over;
   std::function<void(const registerWrite&)> listener;
+  std::function<void(const std::string&)> deviceListener;
   std::function<void(const transmission&)> transmissionListener;
   std::thread worker;
 };

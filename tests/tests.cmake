@@ -38,6 +38,17 @@ foreach(script larchProgram larchTalk)
   endforeach()
 endforeach()
 
+# maintenance writes, from Python through the shared library to the simulated radio's devices
+file(STRINGS tests/host/maintenanceTest.py maintenance_tests REGEX "    def test_")
+foreach(line ${maintenance_tests})
+  if(LARCH_SANITIZE)   # a plain host can't load a library with sanitizers
+    break()
+  endif()
+  string(REGEX REPLACE ".*def (test_[a-z0-9_]+).*" "\\1" name "${line}")
+  add_test(NAME host.maintenance.${name} COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/tests/host/maintenanceTest.py ${CMAKE_BINARY_DIR} ${name})
+  set_tests_properties(host.maintenance.${name} PROPERTIES LABELS host TIMEOUT 300 ENVIRONMENT "${LARCH_TEST_ENV}")
+endforeach()
+
 # the host that ends while everything runs
 add_executable(larch-exit-child tests/boundary/exitChild.cpp)
 target_link_libraries(larch-exit-child PRIVATE larchflags larchlib)
