@@ -68,10 +68,8 @@ std::vector<cdouble> filtered(const std::vector<cdouble>& x, const cbuff& taps) 
   return y;
 }
 
-// The single-sideband transmission as one run over the whole stream.
-std::vector<cdouble> inOneRun(const std::vector<float>& microphone, int low, int high, double compression, std::size_t fall) {
-  std::vector<cdouble> x;
-  for (const float m : microphone) x.emplace_back(0.707 * m);
+// What the modulator makes of its whole input, as one run.
+std::vector<cdouble> modulatedInOneRun(std::vector<cdouble> x, int low, int high, double compression) {
   x = filtered(x, makeBandpass(low + 100, high - 100, 48000, 2048, 2048));
   for (cdouble& z : x) {
     z *= 2 * compression;
@@ -84,10 +82,38 @@ std::vector<cdouble> inOneRun(const std::vector<float>& microphone, int low, int
     for (std::size_t k = n >= 6 ? n - 6 : 0; k < n; k++) peak = std::max(peak, std::abs(x[k]));
     limited[n] = x[n - 3] / (peak > 1 ? 2 * (peak - 1) + 1 : 1) * 0.94;
   }
-  x = filtered(limited, makeBandpass(low, high, 48000, 1536, 1536));
-  for (std::size_t n = 0; n < x.size(); n++) x[n] *= envelopeAt(n, fall);
-  return x;
+  return limited;
 }
+
+// Behind the transceiver's filter, which begins empty, and the envelope; the words must be these, rounded.
+void expectWords(const std::vector<sim::txSample>& words, std::vector<cdouble> modulated, int low, int high, std::size_t fall) {
+  ASSERT_GT(words.size(), fall + 1015);
+  ASSERT_GE(modulated.size(), words.size());
+  modulated = filtered(modulated, makeBandpass(low, high, 48000, 1536, 1536));
+  for (std::size_t n = 0; n < words.size(); n++) {
+    const cdouble z = 32766 * envelopeAt(n, fall) * modulated[n];
+    ASSERT_LE(std::abs(words[n].i - z.imag()), 0.5 + 1e-6) << n;
+    ASSERT_LE(std::abs(words[n].q + z.real()), 0.5 + 1e-6) << n;
+  }
+}
+
+double energyOf(const std::vector<sim::txSample>& words) { // full scale: 1
+  double sum = 0;
+  for (const sim::txSample& w : words)
+    sum += (static_cast<double>(w.i) * w.i + static_cast<double>(w.q) * w.q) / (32766.0 * 32766);
+  return sum;
+}
+
+// Keeps the blocks that it is given.
+class listeningSsb : public ssbModDemod {
+ public:
+  using ssbModDemod::ssbModDemod;
+  void modulate(const cbuff& input, const cbuff& output) override {
+    heard.insert(heard.end(), input.data, input.data + input.count);
+    ssbModDemod::modulate(input, output);
+  }
+  std::vector<cdouble> heard;
+};
 
 } // namespace
 
@@ -120,17 +146,28 @@ TEST(transmitQualityTest, blocksAndGroupsLeaveNoSeam) {
   constexpr std::size_t batches = 14, fall = batches * 8 * 126;
   station.send(batches * batch_s);
   const auto words = keyedWords(station);
-  std::vector<float> microphone;
-  for (std::size_t n = 0; n < words.size(); n++) microphone.push_back(static_cast<float>(voice(from + static_cast<int64_t>(n))));
-  const auto expected = inOneRun(microphone, 200, 2900, compression, fall);
-  ASSERT_GT(words.size(), fall + 1015);
-  double energy = 0;
-  for (std::size_t n = 0; n < words.size(); n++) {
-    ASSERT_LE(std::abs(words[n].i - 32766 * expected[n].imag()), 0.5 + 1e-6) << n;
-    ASSERT_LE(std::abs(words[n].q + 32766 * expected[n].real()), 0.5 + 1e-6) << n;
-    energy += std::norm(expected[n]);
-  }
-  EXPECT_GT(energy, 500) << "the voice was heard";
+  std::vector<cdouble> microphone;
+  for (std::size_t n = 0; n < words.size(); n++)
+    microphone.emplace_back(0.707 * static_cast<float>(voice(from + static_cast<int64_t>(n))));
+  expectWords(words, modulatedInOneRun(microphone, 200, 2900, compression), 200, 2900, fall);
+  EXPECT_GT(energyOf(words), 500) << "the voice was heard";
+}
+
+// The speech that the modulator's filters hold when PTT falls begins the next transmission.
+TEST(transmitQualityTest, nextTransmissionGoesOnWhereTheModulatorStood) {
+  transmittingStation station({});
+  const auto mode = keptByCore(std::make_shared<listeningSsb>(nullptr));
+  mode->UseMicEQ.set(false);
+  station.use(mode, -2900, -200);
+  station.speak(sineOf(1000, 0.5));
+  station.send(6 * batch_s);
+  const std::size_t before = mode->heard.size();
+  station.speak([](int64_t) { return 0.0; });
+  station.send(4 * batch_s);
+  const auto all = modulatedInOneRun(mode->heard, -2900, -200, 1);
+  const auto words = keyedWords(station);
+  expectWords(words, {all.begin() + static_cast<std::ptrdiff_t>(before), all.end()}, -2900, -200, 4 * 8 * 126);
+  EXPECT_GT(energyOf(words), 50);
 }
 
 TEST(transmitQualityTest, blockLengthsLeaveNoLines) {
@@ -187,7 +224,7 @@ TEST(transmitQualityTest, theOtherSidebandAndTheCarrierAreSilent) {
         station.use(mode, -2900, -200);
       for (const double pitch : {400.37, 1000.37, 2500.37}) {
         const double f = upper ? pitch : -pitch;
-        for (const double compression : {0.25, 1.0, 4.0}) {
+        for (const double compression : {0.25, 4.0}) {
           mode->compression.set(compression);
           const auto sine = sineOf(pitch, 0.5);
           const auto p = spectrumOf(station, [sine](int64_t n) { return sine(n) + 0.25; });
