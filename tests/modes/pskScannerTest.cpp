@@ -93,6 +93,8 @@ TEST(pskScannerTest, answersWithEveryThirdBlockAndForgetsTheOnesBefore) {
   const auto peaks = scanned(scanner, second);
   ASSERT_FALSE(peaks.empty());
   EXPECT_NEAR(peaks[0].frequency, 2000, 16);
+  pskScanner fresh;
+  EXPECT_EQ(peaks[0].power, scanned(fresh, second)[0].power);
   for (size_t i = 1; i < peaks.size(); i++) EXPECT_LE(peaks[i].power, peaks[i - 1].power);
 }
 
