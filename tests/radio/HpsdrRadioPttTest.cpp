@@ -241,6 +241,29 @@ TEST(HpsdrRadioPttTest, anOverBeginsOnTheStoredFrequency) {
   EXPECT_EQ(b.runOne().frame[0].c[1], 0) << "and stays stored for the next over";
 }
 
+// required: the filters then wait for the register's next round, at the rise as behind the hold
+TEST(HpsdrRadioPttTest, aQueuedCommandTakesThePlaceOfAForcedRegister) {
+  transmitBench b;
+  const auto v = b.add(7100000, std::make_shared<steadyMode>(false));
+  b.run(5);
+  const auto check = [&b](bool keyed) {
+    const auto first = b.runOne();
+    EXPECT_EQ(first.frame[0].c0, 0xfa + keyed) << "a status byte in the place of register 0";
+    EXPECT_EQ(first.frame[1].c0, 20 + keyed) << "register 10 comes all the same";
+    const auto next = b.run(18);
+    for (const auto& d : next) EXPECT_NE(d.frame[0].index(), 0);
+    EXPECT_EQ(next[17].frame[1].index(), 0) << "47 ms later";
+  };
+  b.key(v, true);
+  b.radio->writeStatus(1);
+  check(true);
+  b.run(30);
+  b.key(v, false);
+  b.run(9 + 49);
+  b.radio->writeStatus(2);
+  check(false);
+}
+
 TEST(HpsdrRadioPttTest, tuneAndTxOffsetAndDriveFollowInTheOver) {
   transmitBench b;
   b.radio->TypeID.set(7);

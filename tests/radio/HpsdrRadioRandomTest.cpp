@@ -1,6 +1,8 @@
 // Hosts without plan or patience: random changes to transmitting transceivers while the stream runs, and what must hold on the
 // wire whatever they do.
+#include "modes/amModDemod.h"
 #include "modes/cwModDemod.h"
+#include "modes/fmModDemod.h"
 #include "modes/proxyModDemod.h"
 #include "modes/sigGenModDemod.h"
 #include "modes/ssbModDemod.h"
@@ -284,7 +286,7 @@ class randomHost {
     p.mode = nullptr;
     p.counter = nullptr;
     p.cw = nullptr;
-    switch (draw(7)) {
+    switch (draw(9)) {
     case 0: use(p, std::make_shared<counted<ssbModDemod>>(group)); break;
     case 1: {
       const auto generator = std::make_shared<counted<sigGenModDemod>>(group);
@@ -306,6 +308,8 @@ class randomHost {
       use(p, p.cw);
       break;
     case 5: use(p, std::make_shared<countedSteady>()); break;
+    case 6: use(p, std::make_shared<counted<amModDemod>>(group)); break;
+    case 7: use(p, std::make_shared<counted<fmModDemod>>(group)); break;
     default: break;
     }
     note(nameOf(p.transceiver.get()) + " another mode " + (p.mode ? typeid(*p.mode).name() : "none"));

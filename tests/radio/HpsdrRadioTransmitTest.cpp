@@ -1,4 +1,5 @@
 // What happens around an over: stop and start, losses, several transceivers, overs that end by themselves.
+#include "modes/PskModDemod.h"
 #include "modes/cwModDemod.h"
 #include "tests/radio/transmitStation.h"
 #include <cmath>
@@ -245,6 +246,51 @@ TEST(HpsdrRadioTransmitTest, aGroupOnItsWayGoesOutWithoutTheKey) {
   }
 }
 
+// The host's last resort: the radio's own ptt, with the next datagram and whatever the transceiver does.
+TEST(HpsdrRadioTransmitTest, theHostUnkeysTheRadioItself) {
+  transmitStation s;
+  const auto mode = std::make_shared<steadyMode>(false);
+  const auto v = s.add(7100000, mode);
+  s.start();
+  s.key(v, true);
+  s.run(30);
+  s.radio->ptt.set(false);
+  const int calls = mode->calls;
+  for (const auto& d : s.run(70)) EXPECT_TRUE(!mox(d) && isSilent(d));
+  EXPECT_EQ(mode->calls, calls);
+  EXPECT_TRUE(v->ptt.value);
+  s.key(v, false);
+  EXPECT_EQ(keyedDatagrams(s.run(30)), 0u);
+  s.key(v, true);
+  EXPECT_EQ(moxRun(s.run(30)), 30u);
+}
+
+// The stream has to stop for a further receiver; the over goes on behind it.
+TEST(HpsdrRadioTransmitTest, aReceiverThatIsAddedInMidOver) {
+  transmitStation s;
+  s.radio->maxHwReceivers.set(2);
+  const auto v = s.add(7100000, std::make_shared<steadyMode>(false));
+  s.start();
+  s.key(v, true);
+  s.run(30);
+  s.sent.clear();
+  const int controls = s.controls;
+  s.add(14100000);
+  ASSERT_EQ(s.radio->hwReceivers.size(), 2u);
+  EXPECT_EQ(s.controls, controls + 2) << "stop and start";
+  ASSERT_EQ(s.sent.size(), 10u);
+  for (const auto& d : s.sent) EXPECT_TRUE(mox(d) && isSilent(d));
+  EXPECT_EQ(s.sent[0].frame[0].c[3], 1 << 3 | 4);
+  const auto on = s.run(70); // 72 samples each: four datagrams to seven
+  EXPECT_EQ(on.size(), 40u);
+  EXPECT_EQ(moxRun(on), 40u);
+  EXPECT_EQ(on[0].frame[0].samples[0][3], -32766);
+  s.key(v, false);
+  EXPECT_EQ(moxRun(s.run(70)), static_cast<std::size_t>(fallGroups));
+  EXPECT_EQ(s.board->report().problems, 0u) << s.board->problems().summary();
+  EXPECT_EQ(s.board->report().transmit.withoutMox, 0u);
+}
+
 TEST(HpsdrRadioTransmitTest, removalOfTheKeyedTransceiverUnkeysAtOnce) {
   for (bool byHost : {true, false}) {
     transmitStation s;
@@ -330,6 +376,25 @@ TEST(HpsdrRadioTransmitTest, voiceKeyingAndTheHostWorkOnTheSameKey) {
   EXPECT_EQ(moxRun(s.run(400)), 400u) << "switched off, it leaves the key as it is";
 }
 
+TEST(HpsdrRadioTransmitTest, voiceKeyingEndsBehindAStop) {
+  transmitStation s;
+  const auto v = s.add(7100000, std::make_shared<steadyMode>(true));
+  v->foregroundDisplay.set(true);
+  v->useVox.set(true);
+  v->VoxThreshold.set(-1);
+  v->VoxHold.set(0.02);
+  s.start();
+  s.run(30);
+  EXPECT_TRUE(v->ptt.value);
+  s.stop();
+  v->VoxThreshold.set(0.4);
+  s.settle();
+  EXPECT_TRUE(v->ptt.value) << "time stands still";
+  s.restart();
+  EXPECT_LE(moxRun(s.run(60)), 2u * 512 / 126 + fallGroups + 4);
+  EXPECT_FALSE(s.board->report().settings.mox);
+}
+
 TEST(HpsdrRadioTransmitTest, voiceKeyingEndsWithTheHostsQueueFull) {
   transmitStation s;
   const auto v = s.add(7100000, std::make_shared<steadyMode>(true));
@@ -377,6 +442,25 @@ TEST(HpsdrRadioTransmitTest, telegraphyEndsWithoutPolls) {
   EXPECT_FALSE(v->ptt.value);
   EXPECT_FALSE(s.board->report().settings.mox);
   EXPECT_EQ(s.board->report().transmit.withoutMox, 0u);
+}
+
+// PSK adds two seconds of carrier to the end of its text.
+TEST(HpsdrRadioTransmitTest, pskTextEndsWithoutPolls) {
+  transmitStation s;
+  const auto psk = std::make_shared<PskModDemod>(std::make_shared<syncTask>(s.pool));
+  const auto v = s.add(7100000, psk);
+  s.start();
+  psk->queueText("e~", 0);
+  s.key(v, true);
+  int keyed = 0;
+  while (v->ptt.value && keyed < 2000) keyed += mox(s.runOne());
+  EXPECT_GT(keyed, 48000 / 126) << "a second of idle and the text";
+  EXPECT_LT(keyed, 2000);
+  const auto tail = s.run(1000);
+  EXPECT_EQ(moxRun(tail), (96000u + 504 + 125) / 126 - 1) << "the group in which the key went up was the first of them";
+  EXPECT_EQ(keyedDatagrams(tail), moxRun(tail));
+  EXPECT_EQ(s.board->report().transmit.withoutMox, 0u);
+  EXPECT_LE(s.board->report().transmit.peak, 1.0);
 }
 
 } // namespace
