@@ -2,6 +2,7 @@
 #include "audio/audioOutputStream.h"
 #include "tests/modes/cwKeyingGolden.h"
 #include "tests/runtime/testGroup.h"
+#include "tests/support/allocationCounter.h"
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -494,6 +495,42 @@ TEST_F(cwModDemodTest, aTransmissionThatEndsInAMarkLeavesNoSidetone) {
   keyDown();
   receive(0, 16);
   EXPECT_TRUE(keyA()) << "the operator's own";
+}
+
+// ---- memory
+
+TEST_F(cwModDemodTest, aTransmissionTakesNoMemory) {
+  const cbuff in(126, 0.0), out(126);
+  cw->wpm.set(1000); // many characters
+  queueText("warm up", 0);
+  modulate(leadingSilence);
+  queueText(std::string(200, 'e'), static_cast<uint32_t>(cw->sentCount()));
+  keyDown();
+  const int64_t before = allocationsOfThisThread();
+  for (int i = 0; i < 10; i++) cw->modulate(in, out);
+  EXPECT_EQ(allocationsOfThisThread() - before, 0);
+  keyUp();
+  const int64_t behindKey = allocationsOfThisThread();
+  for (int i = 0; i < 300; i++) cw->modulate(in, out);
+  EXPECT_EQ(allocationsOfThisThread() - behindKey, 0);
+  EXPECT_GT(sent().size(), 300u) << "with its characters told";
+}
+
+TEST_F(cwModDemodTest, receptionTakesTheAudiosBlockAlone) {
+  const cbuff space(512, 0.0), mark(512, 1.0);
+  const auto morse = [&] { // "e" again and again
+    for (int i = 0; i < 40; i++) cw->demodulate(i % 10 < 2 ? mark : space);
+  };
+  receive(0, 1000);
+  morse();
+  heard();
+  morse(); // the update queue's ring is there now
+  const int64_t before = allocationsOfThisThread();
+  { const buff<float> audio(512); }
+  const int64_t behindBlock = allocationsOfThisThread();
+  morse();
+  EXPECT_EQ(allocationsOfThisThread() - behindBlock, 40 * (behindBlock - before));
+  EXPECT_EQ(heard(), "eeeeeeee");
 }
 
 // ---- without a transceiver
