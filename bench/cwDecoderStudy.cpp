@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,9 @@ using namespace larch;
 
 namespace {
 
-constexpr int32_t rate = 48000, filterTaps = 1536;
+// The chain's filter has 1536 taps at 48000 Hz: 32 ms. Here it lasts as long at a rate that leaves noise enough around it, and
+// the decoder gets the same 1500 looks a second.
+constexpr int32_t rate = 6000, filterTaps = 1536 / (48000 / rate), samplesALook = rate / 1500;
 constexpr double noiseWidth_Hz = 500, riseTime_s = 0.005;
 constexpr double leadIn_s = 1, leadOut_s = 2; // noise before and behind the text
 constexpr double speeds_wpm[] = {10, 15, 20, 25, 30, 35, 40, 45};
@@ -96,15 +99,16 @@ class keyedCarrier {
 class receiver {
  public:
   receiver(double snr_dB, uint64_t seed, double width_Hz = noiseWidth_Hz)
-      : filter_(minimumPhase(makeBandpass(-width_Hz / 2, width_Hz / 2, rate, filterTaps, filterTaps))), noise_(seed),
-        deviation_(std::sqrt(std::pow(10, -snr_dB / 10) / noiseWidth_Hz * rate / 2)) {}
+      : filter_(filterOf(width_Hz)), noise_(seed), deviation_(std::sqrt(std::pow(10, -snr_dB / 10) / noiseWidth_Hz * rate / 2)) {}
 
   template <class Level> void hear(double until_s, Level level) {
     for (; now_s() < until_s; blocks_++) {
       for (uint64_t i = 0; i < fftConvolver::block; i++) filter_.input.data[i] = level(now_s() + static_cast<double>(i) / rate);
       noise_.addNoise(filter_.input.data, fftConvolver::block, deviation_);
       filter_.process();
-      decoder.process(filter_.output, [this](char c) { text += c; });
+      for (uint64_t i = 0; i < looks_.count / cwDecoder::lookSpacing; i++)
+        looks_.data[i * cwDecoder::lookSpacing] = filter_.output.data[i * samplesALook];
+      decoder.process(looks_, [this](char c) { text += c; });
     }
   }
   void hear(const keying& k) {
@@ -117,7 +121,15 @@ class receiver {
   std::string text;
 
  private:
+  static const cbuff& filterOf(double width_Hz) {
+    static std::map<double, cbuff> filters;
+    cbuff& filter = filters[width_Hz];
+    if (filter.count == 0) filter = minimumPhase(makeBandpass(-width_Hz / 2, width_Hz / 2, rate, filterTaps, filterTaps));
+    return filter;
+  }
+
   fftConvolver filter_;
+  cbuff looks_{fftConvolver::block / samplesALook * cwDecoder::lookSpacing, 0.0}; // only the looks are filled
   sim::randomSource noise_;
   double deviation_;
   uint64_t blocks_ = 0;
@@ -202,7 +214,7 @@ int charactersToSettle(double from, double wpm, uint64_t seed) {
   sim::randomSource random(seed);
   receiver r(40, seed + 1'000'000);
   r.hear(leadIn_s, silence);
-  if (from > 0) r.hear(keyText(randomText(3 * measuredCharacters, random), from, 0, r.now_s(), random));
+  if (from > 0) r.hear(keyText(randomText(2 * warmUpCharacters, random), from, 0, r.now_s(), random));
   r.hear(r.now_s() + leadOut_s, silence);
   r.text.clear();
   const keying k = keyText(randomText(measuredCharacters, random), wpm, 0, r.now_s(), random);
@@ -252,7 +264,7 @@ template <class Block> void printCost(const char* what, Block block) {
   const double start = threadCpu_s();
   for (int i = 0; i < blocks; i++) block();
   const double each_s = (threadCpu_s() - start) / blocks;
-  std::printf("%s: %.0f ns a block, %.4f %% of a core\n", what, each_s * 1e9, each_s * rate / fftConvolver::block * 100);
+  std::printf("%s: %.0f ns a block, %.4f %% of a core\n", what, each_s * 1e9, each_s * 48000 / fftConvolver::block * 100);
 }
 
 void printCosts() {
