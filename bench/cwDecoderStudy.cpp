@@ -245,12 +245,14 @@ void printSettling(int seeds) {
 
 void printNoise() {
   constexpr double minutes = 60;
-  receiver r(0, 1);
-  r.hear(minutes * 60, silence);
-  const auto blanks = std::count(r.text.begin(), r.text.end(), ' ');
-  std::printf("\nnoise alone: %.0f characters a minute, and %.0f blanks\n",
-              static_cast<double>(static_cast<std::ptrdiff_t>(r.text.size()) - blanks) / minutes,
-              static_cast<double>(blanks) / minutes);
+  std::printf("\nnoise alone, characters an hour:");
+  for (double width : widths_Hz) {
+    receiver r(0, 1, width);
+    r.hear(minutes * 60, silence);
+    std::printf(" %td at %.0f Hz,", static_cast<std::ptrdiff_t>(r.text.size()) - std::count(r.text.begin(), r.text.end(), ' '),
+                width);
+  }
+  std::printf("\n");
 }
 
 double threadCpu_s() {
