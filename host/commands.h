@@ -37,7 +37,7 @@ struct talkOptions {
   bool transmit = false;
   std::string input; // microphone: device id, part of a name, "none"; empty: the system's default
   int32_t drive = 0;
-  bool vox = false, delay = false, twoTone = false, noAmplifier = false;
+  bool vox = false, delay = false, twoTone = false, noAmplifier = false, radioKeys = false;
   double voxThreshold = 0.2, voxHold_s = 0.5;
   double compression = 1;
   std::string equaliser; // file, or points

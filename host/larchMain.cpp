@@ -69,6 +69,7 @@ CLI::App* addTalk(CLI::App& app, talkOptions& o) {
       ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
       ->capture_default_str();
   talk->add_option("--ptt-seconds", o.ptt_s, "transmit at once for so many seconds, then end")->check(CLI::PositiveNumber);
+  talk->add_flag("--foot-switch", o.radioKeys, "the radio's own PTT input keys, too");
   talk->add_flag("--vox", o.vox, "key by voice");
   talk->add_option("--vox-threshold", o.voxThreshold, "microphone level that keys, 1 is full scale")
       ->check(CLI::Range(0.0, 1.0))

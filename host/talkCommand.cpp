@@ -29,6 +29,7 @@ transmitSettings chooseSending(const talkOptions& options, std::string& inputNam
   s.voxHold_s = options.voxHold_s;
   s.vox = options.vox;
   s.delay = options.delay;
+  s.radioKeys = options.radioKeys;
   s.amplifier = !options.noAmplifier;
   return s;
 }

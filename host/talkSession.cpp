@@ -120,7 +120,7 @@ std::vector<std::string> talkSession::statusLines(int columns) const {
 }
 
 std::string talkSession::keysText() const {
-  return "t or space key  u tune  v vox  d delay  - + drive  arrows tune/step  m sideband  [ ] filter  z Z zoom  q quit";
+  return "t key  u tune  v vox  d delay  - + drive  q quit  arrows tune/step  m [ ] z Z";
 }
 
 } // namespace larchhost

@@ -14,7 +14,8 @@ struct keyPress {
 
 // Takes the terminal over (alternate screen, no echo, no line mode, no suspend or flow control keys, hidden cursor) until it is
 // destroyed. One at a time; signals that end the process leave by the normal way out, so that the destructor runs. A terminal
-// that doesn't take what is shown, a remote one whose line is cut, holds the program up for 0.2 s a picture, a slow one for a second.
+// that doesn't take what is shown, a remote one whose line is cut, holds the program up for 0.2 s a picture, a slow one for a
+// second.
 class terminal {
  public:
   terminal();

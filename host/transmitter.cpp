@@ -31,7 +31,7 @@ void transmitter::prepare(HpsdrRadio* radio) {
     if (only) only->guard_.reportOnAir(on);
   });
   Radio_bindRadioPtt(asRadio(radio), [](bool on) {
-    if (only) only->meters_.radioPtt = on;
+    if (only) only->takeRadioPtt(on);
   });
   HpsdrRadio_bindFwdPwr(radio, [](float watts) {
     if (only) only->meters_.forward_W = watts;
@@ -66,6 +66,11 @@ void transmitter::attach(vtrx* handle) {
   vtrx_setVoxHold(handle, settings_.voxHold_s);
   vtrx_setDelayAudio(handle, settings_.delay);
   vtrx_setdrive(handle, settings_.drive);
+}
+
+void transmitter::takeRadioPtt(bool on) {
+  meters_.radioPtt = on;
+  if (settings_.radioKeys) on ? void(guard_.press()) : guard_.release();
 }
 
 void transmitter::setEdges(signedEdges edges) { vtrx_setTxFilter(handle_, edges.low, edges.high); }

@@ -16,7 +16,8 @@ struct transmitSettings {
   int32_t microphone = -1;       // as vtrx_setaudioInput takes it, 0: none; below 0: the system's default
   double voxThreshold = 0.2, voxHold_s = 0.5;
   bool vox = false, delay = false;
-  bool amplifier = true; // the board's own, where it has a switch for it
+  bool radioKeys = false; // the radio's own PTT input is a hand key
+  bool amplifier = true;  // the board's own, where it has a switch for it
 };
 
 struct transmitMeters {
@@ -57,6 +58,8 @@ class transmitter {
   const transmitMeters& meters() const { return meters_; }
 
  private:
+  void takeRadioPtt(bool on);
+
   static transmitter* only;
   transmitSettings settings_;
   transmitGuard guard_;

@@ -53,7 +53,7 @@ class LarchProgram(unittest.TestCase):
 
     def test_help_names_the_commands(self):
         out = self.larch("--help").stdout
-        for word in ("listen", "radios", "devices", "doctor"):
+        for word in ("listen", "talk", "radios", "devices", "doctor"):
             self.assertIn(word, out)
 
     def test_bad_words_get_clear_errors(self):

@@ -46,6 +46,7 @@ class Wire(threading.Thread):
         self.near.bind((address, 1024))
         self.far = {}  # a socket towards the radio for each of the program's
         self.cut = False  # nothing more comes from the radio
+        self.foot = 0  # the state of the radio's PTT input
         self.sent, self.words = [], []  # data; commands with the number of data datagrams before them
         self.halt = False
 
@@ -73,7 +74,10 @@ class Wire(threading.Thread):
         for to, far in self.far.items():
             if far is s:
                 try:
-                    raw = s.recv(2048)
+                    raw = bytearray(s.recv(2048))
+                    if raw[:4] == b"\xef\xfe\x01\x06":
+                        raw[11] |= self.foot
+                        raw[523] |= self.foot
                     if not self.cut:
                         self.near.sendto(raw, to)
                 except ConnectionError:
@@ -424,6 +428,26 @@ class LarchTalk(unittest.TestCase):
         self.assertIn("unkeyed: the radio is silent", err)
         self.assertIn("didn't answer the end", err)
         self.assertEqual(self.wire.words[-1], (0, len(self.wire.sent)))
+
+    def test_a_foot_switch_at_the_radio_keys_when_allowed(self):
+        self.start("--transmit", "--seconds", "300")
+        self.wait(lambda: len(self.wire.sent) > HOLD, "stream")
+        for _ in range(2):
+            self.wire.foot = 1
+            sent = len(self.wire.sent)
+            self.wait(lambda: len(self.wire.sent) > sent + 200, "stream")
+            self.wire.foot = 0
+        self.program.send_signal(signal.SIGINT)
+        self.assertEqual(self.end()[0], 0)
+        self.assertEqual(self.wire.on(), 0)
+        self.wire.sent.clear()
+        self.start("--transmit", "--seconds", "300", "--foot-switch")
+        self.wait(lambda: len(self.wire.sent) > HOLD, "stream")
+        for _ in range(2):
+            self.wire.foot = 1
+            self.wait_for_mox(True)
+            self.wire.foot = 0
+            self.wait_for_mox(False)
 
     def test_vox_keys_and_releases(self):
         self.microphone(lambda t: 0.5 * math.sin(2 * math.pi * 1000 * t) if 1 < t < 2 else 0.0)
