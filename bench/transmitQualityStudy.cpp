@@ -5,11 +5,8 @@
 #include "modes/cwModDemod.h"
 #include "modes/fmModDemod.h"
 #include "modes/sigGenModDemod.h"
-#include "modes/ssbModDemod.h"
 #include "runtime/log.h"
-#include "tests/radio/transmitQualityMeasures.h"
-#include "tests/radio/transmitQualitySounds.h"
-#include "tests/radio/transmitQualityStation.h"
+#include "tests/radio/transmitQualityTesting.h"
 #include "transceiver/transmitChain.h"
 #include <cstdio>
 #include <cstring>
@@ -18,21 +15,6 @@ using namespace larch;
 using namespace larch::test;
 
 namespace {
-
-constexpr std::size_t settled = 8000; // samples: silence, rise and all delays
-constexpr double enough_s = 2.0;      // for two transforms
-
-std::shared_ptr<ssbModDemod> flatSsb(double compression) {
-  auto mode = keptByCore(std::make_shared<ssbModDemod>(nullptr));
-  mode->UseMicEQ.set(false);
-  mode->compression.set(compression);
-  return mode;
-}
-
-std::vector<cdouble> settledPart(std::vector<cdouble> sent) {
-  const auto end = sent.end() - 2000; // the fall and the hold
-  return {sent.begin() + settled, end};
-}
 
 powerSpectrumOf spectrumOf(const std::vector<cdouble>& samples, uint32_t length = 65536) {
   return {samples.data(), samples.size(), length};

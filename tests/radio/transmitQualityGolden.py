@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The words that a radio gets for a transmission of speech, from the microphone on, as a header for transmitQualityTest.
+"""The words that a radio gets for a transmission of speech, from the microphone on, as a header for transmitQualityWordsTest.
 
 Prints transmitQualityGolden.h.
 """

@@ -142,16 +142,24 @@ class transmittingStation {
   }
   // The microphone's sample that the next send() begins with.
   int64_t nextHeard() const { return recorded_ + samplesOf(pause_s) + batchSamples - handMicrophone::lag; }
+  std::vector<sim::txSample> words() const {
+    std::vector<sim::txSample> keyed;
+    for (const sim::recordedSample& each : board->transmitted())
+      if (each.mox) keyed.push_back(each.sample);
+    return keyed;
+  }
   std::vector<cdouble> onAir() const {
     std::vector<cdouble> samples;
-    for (const sim::recordedSample& each : board->transmitted()) {
-      if (!each.mox) continue;
-      const double i = each.sample.i / wordFullScale, q = each.sample.q / wordFullScale;
+    for (const sim::txSample& each : words()) {
+      const double i = each.i / wordFullScale, q = each.q / wordFullScale;
       samples.push_back(oddZone_ ? cdouble(-i, -q) : cdouble(-q, -i)); // the baseband's conjugate
     }
     return samples;
   }
   static constexpr double wordFullScale = 32766;
+  static constexpr std::size_t batch = 8; // datagrams; each pays for one with 126 samples: time passes in such steps
+  static constexpr int64_t batchSamples = batch * 126;
+  static constexpr double batch_s = batchSamples / 48000.0;
 
   std::unique_ptr<sim::protocol1Radio> board;
   std::shared_ptr<keyedRadio> radio;
@@ -159,8 +167,6 @@ class transmittingStation {
 
  private:
   static constexpr int slots = 128;
-  static constexpr std::size_t batch = 8; // datagrams; each pays for one with 126 samples
-  static constexpr int64_t batchSamples = batch * 126;
   static constexpr double pause_s = 0.12; // a microphone that wasn't read for so long is met anew
 
   static int64_t samplesOf(double seconds) { // whole batches

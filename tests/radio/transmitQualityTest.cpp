@@ -1,174 +1,15 @@
-// What goes out, measured in the words that a simulated radio gets: from the microphone's samples to the datagrams' bytes.
-#include "dsp/filterDesign.h"
-#include "modes/amModDemod.h"
-#include "modes/cwModDemod.h"
-#include "modes/fmModDemod.h"
+// What goes out in single sideband, by the generator and in tune, measured in the words that a simulated radio gets.
 #include "modes/sigGenModDemod.h"
-#include "modes/ssbModDemod.h"
-#include "tests/modes/ssbSpeech.h"
-#include "tests/radio/transmitQualityGolden.h"
-#include "tests/radio/transmitQualityMeasures.h"
-#include "tests/radio/transmitQualitySounds.h"
-#include "tests/radio/transmitQualityStation.h"
+#include "tests/radio/transmitQualityTesting.h"
 #include <gtest/gtest.h>
 #include <limits>
 
 namespace larch::test {
 namespace {
 
-constexpr std::size_t settled = 8000; // samples: silence, rise and all delays
-constexpr double long_s = 2.0, batch_s = 8 * 126 / 48000.0;
 constexpr double largestWord = 32766.7072; // full scale, both words rounded up
 
-std::shared_ptr<ssbModDemod> flatSsb(double compression) {
-  auto mode = keptByCore(std::make_shared<ssbModDemod>(nullptr));
-  mode->UseMicEQ.set(false);
-  mode->compression.set(compression);
-  return mode;
-}
-
-// Of all that was sent the part between all delays and the fall.
-std::vector<cdouble> settledPart(const std::vector<cdouble>& sent) {
-  return {sent.begin() + settled, sent.begin() + settled + 65536 + 16384};
-}
-
-powerSpectrumOf spectrumOf(const std::vector<cdouble>& samples) { return {samples.data(), samples.size()}; }
-
-powerSpectrumOf spectrumOf(transmittingStation& station, const sound& voice) {
-  station.speak(voice);
-  return spectrumOf(settledPart(station.send(long_s)));
-}
-
-std::vector<sim::txSample> keyedWords(const transmittingStation& station) {
-  std::vector<sim::txSample> words;
-  for (const sim::recordedSample& each : station.board->transmitted())
-    if (each.mox) words.push_back(each.sample);
-  return words;
-}
-
-// The gain at sample n of a transmission that begins to fall at `fall`.
-double envelopeAt(std::size_t n, std::size_t fall) {
-  constexpr double shortPi = 3.1415927;
-  if (n >= fall) return n < fall + 512 ? 0.5 * std::cos(shortPi * static_cast<double>(n - fall) / 512) + 0.5 : 0;
-  if (n < 768) return 0;
-  return n <= 1280 ? 0.5 * std::cos(shortPi * static_cast<double>(1280 - n) / 512) + 0.5 : 1;
-}
-
-std::vector<cdouble> filtered(const std::vector<cdouble>& x, const cbuff& taps) {
-  std::vector<cdouble> y(x.size());
-  for (std::size_t n = 0; n < x.size(); n++) {
-    double re = 0, im = 0;
-    for (std::size_t k = 0; k < taps.count && k <= n; k++) {
-      const cdouble h = taps.data[k], z = x[n - k];
-      re += h.real() * z.real() - h.imag() * z.imag();
-      im += h.real() * z.imag() + h.imag() * z.real();
-    }
-    y[n] = {re, im};
-  }
-  return y;
-}
-
-// What the modulator makes of its whole input, as one run.
-std::vector<cdouble> modulatedInOneRun(std::vector<cdouble> x, int low, int high, double compression) {
-  x = filtered(x, makeBandpass(low + 100, high - 100, 48000, 2048, 2048));
-  for (cdouble& z : x) {
-    z *= 2 * compression;
-    if (std::abs(z) > 1) z /= std::abs(z);
-  }
-  x = filtered(x, makeBandpass(low + 100, high - 100, 48000, 1536, 1536));
-  std::vector<cdouble> limited(x.size());
-  for (std::size_t n = 3; n < x.size(); n++) {
-    double peak = 0;
-    for (std::size_t k = n >= 6 ? n - 6 : 0; k < n; k++) peak = std::max(peak, std::abs(x[k]));
-    limited[n] = x[n - 3] / (peak > 1 ? 2 * (peak - 1) + 1 : 1) * 0.94;
-  }
-  return limited;
-}
-
-// Behind the transceiver's filter, which begins empty, and the envelope; the words must be these, rounded.
-void expectWords(const std::vector<sim::txSample>& words, std::vector<cdouble> modulated, int low, int high, std::size_t fall) {
-  ASSERT_GT(words.size(), fall + 1015);
-  ASSERT_GE(modulated.size(), words.size());
-  modulated = filtered(modulated, makeBandpass(low, high, 48000, 1536, 1536));
-  for (std::size_t n = 0; n < words.size(); n++) {
-    const cdouble z = 32766 * envelopeAt(n, fall) * modulated[n];
-    ASSERT_LE(std::abs(words[n].i - z.imag()), 0.5 + 1e-6) << n;
-    ASSERT_LE(std::abs(words[n].q + z.real()), 0.5 + 1e-6) << n;
-  }
-}
-
-double energyOf(const std::vector<sim::txSample>& words) { // full scale: 1
-  double sum = 0;
-  for (const sim::txSample& w : words)
-    sum += (static_cast<double>(w.i) * w.i + static_cast<double>(w.q) * w.q) / (32766.0 * 32766);
-  return sum;
-}
-
-// Keeps the blocks that it is given.
-class listeningSsb : public ssbModDemod {
- public:
-  using ssbModDemod::ssbModDemod;
-  void modulate(const cbuff& input, const cbuff& output) override {
-    heard.insert(heard.end(), input.data, input.data + input.count);
-    ssbModDemod::modulate(input, output);
-  }
-  std::vector<cdouble> heard;
-};
-
 } // namespace
-
-TEST(transmitQualityTest, speechBecomesTheWordsThatTheFormulasGive) {
-  int number = 0;
-  for (const wordsCase& each : wordsCases) {
-    transmittingStation station({each.frequency, each.drive != 255, each.drive});
-    station.use(flatSsb(each.compression), each.low, each.high);
-    station.speak([from = station.nextHeard()](int64_t n) { return speechAt(n - from); });
-    station.send(goldenKeyedGroups / 8 * batch_s);
-    const auto words = keyedWords(station);
-    ASSERT_GE(words.size(), goldenGroups * 126u);
-    for (const goldenWords& g : wordsGolden) {
-      if (g.of != number) continue;
-      EXPECT_EQ(words[static_cast<std::size_t>(g.index)].i, g.i) << g.of << " " << g.index;
-      EXPECT_EQ(words[static_cast<std::size_t>(g.index)].q, g.q) << g.of << " " << g.index;
-    }
-    number++;
-  }
-}
-
-// Blocks of 512 in groups of 126, seen as one run: no seam anywhere, nothing but the words' rounding.
-TEST(transmitQualityTest, blocksAndGroupsLeaveNoSeam) {
-  const sound voice = voiceLikeNoise(0.2);
-  constexpr double compression = 6; // its loud half is clipped and limited
-  transmittingStation station({});
-  station.use(flatSsb(compression));
-  station.speak(voice);
-  const int64_t from = station.nextHeard();
-  constexpr std::size_t batches = 14, fall = batches * 8 * 126;
-  station.send(batches * batch_s);
-  const auto words = keyedWords(station);
-  std::vector<cdouble> microphone;
-  for (std::size_t n = 0; n < words.size(); n++)
-    microphone.emplace_back(0.707 * static_cast<float>(voice(from + static_cast<int64_t>(n))));
-  expectWords(words, modulatedInOneRun(microphone, 200, 2900, compression), 200, 2900, fall);
-  EXPECT_GT(energyOf(words), 500) << "the voice was heard";
-}
-
-// The speech that the modulator's filters hold when PTT falls begins the next transmission.
-TEST(transmitQualityTest, nextTransmissionGoesOnWhereTheModulatorStood) {
-  transmittingStation station({});
-  const auto mode = keptByCore(std::make_shared<listeningSsb>(nullptr));
-  mode->UseMicEQ.set(false);
-  station.use(mode, -2900, -200);
-  station.speak(sineOf(1000, 0.5));
-  station.send(6 * batch_s);
-  const std::size_t before = mode->heard.size();
-  station.speak([](int64_t) { return 0.0; });
-  station.send(4 * batch_s);
-  const auto all = modulatedInOneRun(mode->heard, -2900, -200, 1);
-  const auto words = keyedWords(station);
-  expectWords(words, {all.begin() + static_cast<std::ptrdiff_t>(before), all.end()}, -2900, -200, 4 * 8 * 126);
-  EXPECT_GT(energyOf(words), 50);
-}
 
 TEST(transmitQualityTest, blockLengthsLeaveNoLines) {
   constexpr double f = 1234.567;
@@ -244,7 +85,7 @@ TEST(transmitQualityTest, speechStaysWithinTheFilter) {
     transmittingStation station({});
     station.use(flatSsb(compression));
     station.speak(voiceLikeNoise(0.1));
-    const auto sent = settledPart(station.send(long_s));
+    const auto sent = settledPart(station.send(enough_s));
     const powerSpectrumOf p(sent.data(), sent.size(), 8192);
     const auto [low, high] = p.occupied();
     EXPECT_GE(low, 280);
@@ -274,11 +115,11 @@ TEST(transmitQualityTest, nothingGoesBeyondFullScale) {
         station.key(true);
         for (const int drive : {255, 254, 180, 0, 77, 255}) {
           station.transceiver->drive.set(drive);
-          station.run(2 * batch_s);
+          station.run(2 * transmittingStation::batch_s);
         }
         station.key(false);
         station.run(0.05);
-        for (const sim::txSample& w : keyedWords(station)) ASSERT_LE(std::hypot(w.i, w.q), largestWord) << compression;
+        for (const sim::txSample& w : station.words()) ASSERT_LE(std::hypot(w.i, w.q), largestWord) << compression;
       }
     mode->compression.set(1);
     station.transceiver->drive.set(255);
@@ -299,11 +140,11 @@ TEST(transmitQualityTest, whatIsTooLoudIsCutToFullScaleWithItsPhase) {
       mode->ampl2.set(level);
       station.send(0.1);
       double largest = 0;
-      for (const sim::txSample& w : keyedWords(station)) largest = std::max(largest, std::hypot(w.i, w.q));
+      for (const sim::txSample& w : station.words()) largest = std::max(largest, std::hypot(w.i, w.q));
       EXPECT_LE(largest, largestWord) << level;
       EXPECT_GE(largest, 32765.5) << level;
     }
-    const auto p = spectrumOf(settledPart(station.send(long_s)));
+    const auto p = powerSpectrumOf(settledPart(station.send(enough_s)));
     EXPECT_NEAR(decibels(p.line(1000)), 0, 0.001) << "one tone's envelope is steady: cut down it stays clean";
     EXPECT_LT(decibels(p.strongestBeside({1000})), -100);
   }
@@ -341,127 +182,6 @@ TEST(transmitQualityTest, carrierRisesAndFallsWithoutAClick) {
   EXPECT_LT(p.worstFrom(0, 200), -60) << "dB to the line's top, either side";
   EXPECT_LT(p.worstFrom(0, 500), -85);
   EXPECT_LT(p.worstFrom(0, 1000), -100);
-}
-
-TEST(talkQualityTest, amIsACarrierWithTwoEqualSides) {
-  constexpr double f = 1000.37;
-  transmittingStation station({});
-  station.use(keptByCore(std::make_shared<amModDemod>(nullptr)), -3000, 3000);
-  for (const double level_dB : {-20.0, 0.0}) {
-    const auto p = spectrumOf(station, sineOf(f, fromDecibels(level_dB)));
-    const double side_dB = level_dB + 2 * decibels(0.707 * 0.97 * 0.48 / 2);
-    EXPECT_NEAR(decibels(p.line(0)), 2 * decibels(0.5), 0.001);
-    EXPECT_NEAR(decibels(p.line(f)), side_dB, 0.01);
-    EXPECT_NEAR(decibels(p.line(-f)), side_dB, 0.01);
-    EXPECT_LT(decibels(p.strongestBeside({0, f, -f})), -115) << "dBFS";
-  }
-}
-
-TEST(talkQualityTest, amVoiceStaysWithinThreeKilohertz) {
-  transmittingStation station({});
-  const auto mode = keptByCore(std::make_shared<amModDemod>(nullptr));
-  mode->compression.set(20);
-  station.use(mode, -3000, 3000);
-  station.speak(voiceLikeNoise(0.1));
-  const auto sent = settledPart(station.send(long_s));
-  EXPECT_LT(largestMagnitude(sent), 0.92) << "0.905 and what the filter adds";
-  EXPECT_GT(largestMagnitude(sent), 0.8);
-  const powerSpectrumOf p(sent.data(), sent.size(), 8192);
-  EXPECT_LT(decibels((p.between(-24000, -3200) + p.between(3200, 23990)) / p.total()), -90);
-}
-
-TEST(talkQualityTest, fmDeviatesAsFarAsItIsTold) {
-  constexpr double f = 1000.37;
-  for (const double deviation : {2500.0, 5000.0}) {
-    transmittingStation station({});
-    const auto mode = keptByCore(std::make_shared<fmModDemod>(nullptr));
-    mode->deviation.set(deviation);
-    station.use(mode, -10'000, 10'000);
-    for (const auto& [level_dB, share] : {std::pair{-20.0, 0.0707 * f / 300 * 0.97}, {0.0, 0.97}}) { // rising with f; clipped
-      station.speak(sineOf(f, fromDecibels(level_dB)));
-      const auto sent = settledPart(station.send(long_s));
-      const auto frequencies = frequenciesOf(sent);
-      const auto [least, most] = std::minmax_element(frequencies.begin(), frequencies.end());
-      EXPECT_NEAR(*most, share * deviation, 0.003 * deviation);
-      EXPECT_NEAR(*least, -share * deviation, 0.003 * deviation);
-      EXPECT_NEAR(largestMagnitude(sent), 0.99, 0.002) << "steady but for what the filter cuts off";
-      const powerSpectrumOf audio({frequencies.begin(), frequencies.end()});
-      for (int h = 2; h <= 4; h++) EXPECT_LT(decibels(audio.line(h * f) / audio.line(f)), -80) << h;
-    }
-  }
-}
-
-TEST(talkQualityTest, fmVoiceKeepsItsWidth) {
-  transmittingStation station({});
-  const auto mode = keptByCore(std::make_shared<fmModDemod>(nullptr));
-  mode->deviation.set(2500);
-  mode->compression.set(4);
-  mode->CTCSS.set(88.5);
-  station.use(mode, -10'000, 10'000);
-  station.speak(voiceLikeNoise(0.1));
-  const auto sent = settledPart(station.send(long_s));
-  const auto frequencies = frequenciesOf(sent);
-  const powerSpectrumOf p(sent.data(), sent.size(), 8192), audio({frequencies.begin(), frequencies.end()});
-  const auto [low, high] = p.occupied();
-  EXPECT_LT(high - low, 6000);
-  EXPECT_LT(decibels(p.between(7750, 8250) / p.total()), -65);
-  EXPECT_LT(decibels(p.between(11'750, 12'250) / p.total()), -110);
-  EXPECT_NEAR(2 * std::sqrt(audio.line(88.5)), 0.1 * 0.85 * 2500, 2) << "the tone's deviation, Hz";
-}
-
-class morseQualityTest : public testing::Test {
- protected:
-  morseQualityTest() {
-    mode->swHangTime.set(100'000);
-    station.use(mode);
-  }
-  // Clicks, dB to the carrier with the key down, on either side; the edges of 5.33 ms allow -32.0, -67.2 and -83.4.
-  static void expectSoftEdges(const std::vector<cdouble>& sent, double level) {
-    EXPECT_NEAR(largestMagnitude(sent), level, 1 / 32766.0);
-    for (const auto& [distance, bound_dB] : {std::pair{200.0, -31.0}, {500.0, -66.0}, {1000.0, -82.0}, {2000.0, -99.0}})
-      for (const double f : {distance, -distance})
-        EXPECT_LT(decibels(std::pow(largestThrough100Hz(sent, f) / level, 2)), bound_dB) << f;
-    const powerSpectrumOf p(sent.data(), sent.size());
-    const auto [low, high] = p.occupied();
-    EXPECT_LT(high - low, 180);
-    EXPECT_GT(decibels(p.total() / (level * level)), -6) << "it was keyed";
-  }
-
-  transmittingStation station{{}};
-  std::shared_ptr<cwModDemod> mode = keptByCore(std::make_shared<cwModDemod>(nullptr));
-};
-
-TEST_F(morseQualityTest, textIsKeyedWithoutClicks) {
-  for (const double wpm : {25.0, 40.0}) {
-    mode->wpm.set(wpm);
-    mode->queueText("paris test cq de paris 599 bk test paris", static_cast<uint32_t>(mode->sentCount()));
-    expectSoftEdges(station.send(long_s), 0.95);
-  }
-}
-
-TEST_F(morseQualityTest, straightKeyIsKeyedWithoutClicks) {
-  station.board->clearRecords();
-  for (int i = 0; i < 20; i++) {
-    mode->keyDown(); // raises PTT
-    station.run(3 * batch_s);
-    mode->keyUp();
-    station.run(2 * batch_s);
-  }
-  station.key(false);
-  station.run(0.05);
-  expectSoftEdges(station.onAir(), 0.99);
-}
-
-TEST_F(morseQualityTest, keyedCarrierHasOneSideOfTheWordsOnly) {
-  mode->queueText("paris", 0);
-  station.send(0.8);
-  int marks = 0;
-  for (const sim::txSample& w : keyedWords(station)) {
-    ASSERT_EQ(w.i, 0);
-    ASSERT_LE(w.q, 0) << "the carrier's phase never turns";
-    marks += w.q == -31128; // 0.95 of full scale
-  }
-  EXPECT_GT(marks, 5000);
 }
 
 } // namespace larch::test
