@@ -2,6 +2,8 @@
 #pragma once
 #include "platform/clock.h"
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 namespace larch::test {
 
@@ -10,7 +12,8 @@ class simulatedClock {
  public:
   explicit simulatedClock(int64_t start_ns = 1'000'000'000) {
     now() = start_ns;
-    static const clockSource source{[] { return now().load(); }, [] { return now().load(); }, [](int64_t d) { now() += d; }};
+    static const clockSource source{[] { return now().load(); }, [] { return now().load(); }, sleep};
+    owner() = std::this_thread::get_id();
     setClockSource(&source);
   }
   ~simulatedClock() { setClockSource(nullptr); }
@@ -18,6 +21,17 @@ class simulatedClock {
   void advance_ns(int64_t d) { now() += d; }
 
  private:
+  // Receive threads of radios of earlier tests may still be about: they would spin, at real-time priority, and move the time.
+  static void sleep(int64_t d) {
+    if (std::this_thread::get_id() == owner())
+      now() += d;
+    else
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  static std::atomic<std::thread::id>& owner() {
+    static std::atomic<std::thread::id> id;
+    return id;
+  }
   static std::atomic<int64_t>& now() {
     static std::atomic<int64_t> t{0};
     return t;
