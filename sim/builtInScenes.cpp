@@ -22,6 +22,9 @@ cw 7.0201M -68 wpm=22 text="Q5LIB DE Q2SIM = GM UR RST 599 599 = NAME IS LARRY =
 cw 7.0256M -101 wpm=14 text="VVV VVV DE Q8QRP = 5 W TO A DIPOLE = QRZ?" pause=3
 cw 7.0302M -84 wpm=30 text="QRL? QRL? CQ DE Q4FOX Q4FOX" pause=5
 cw 7.0365M -74 wpm=20 text="CQ CQ CQ DE Q3BAR Q3BAR Q3BAR +" pause=3
+# calls, and answers whoever calls it
+cw 7.0390M -72 wpm=20 text="CQ CQ CQ DE Q6SIM Q6SIM Q6SIM K" pause=20
+answer 7.0390M -72 wpm=20 call=Q6SIM text="R R DE Q6SIM Q6SIM = TNX FER CALL = UR RST 599 599 = NAME IS LARRY = HW? DE Q6SIM K"
 cw 7.0450M -88 wpm=12 text="PARIS PARIS PARIS" pause=2
 
 # speech

@@ -168,6 +168,13 @@ void protocol1Radio::keep(const std::optional<transmission>& finished) {
   if (!finished) return;
   if (over.size() == keptTransmissions) over.erase(over.begin());
   over.push_back(*finished);
+  const transmitReading& read = finished->reading;
+  if (read.power > 0) {
+    const double tuned_Hz = finished->last.frequency_Hz, middle_Hz = tuned_Hz + (read.low_Hz + read.high_Hz) / 2;
+    const auto scene = stream.played().current();
+    for (const auto& signal : scene->signals)
+      signal->transmissionEnded({stream.clock.trueTime_s(), tuned_Hz, middle_Hz});
+  }
   if (transmissionListener) transmissionListener(*finished);
 }
 

@@ -30,6 +30,7 @@ class protocol1Stream {
   protocol1Stream(const radioOptions& options, std::shared_ptr<const bandScene> scene);
 
   void setScene(std::shared_ptr<const bandScene> scene);
+  const bandScene& played() const { return *scene; }
   void start(bool iq, bool wideband); // sequence numbers from 0; time goes on from where it was
   // Takes effect with the next datagram. gainKnown: the host has written its gain register.
   void configure(const hostSettings& settings, bool gainKnown);

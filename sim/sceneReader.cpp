@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <vector>
 #include <fmt/format.h>
+#include "sim/answeringSource.h"
 #include "sim/morseSource.h"
 #include "sim/recordingSource.h"
 #include "sim/speechSource.h"
@@ -86,7 +87,7 @@ std::string besideScene(const std::string& folder, const std::string& file) {
   return (std::filesystem::path(folder) / file).string(); // an absolute file stays as it is
 }
 
-std::shared_ptr<signalSource> makeSpeech(double frequency, double level, sideband side, wordSet& set, const std::string& folder) {
+std::shared_ptr<speechSource> makeSpeech(double frequency, double level, sideband side, wordSet& set, const std::string& folder) {
   const std::string file = set.take("file", std::string()), text = set.take("text", std::string());
   const std::string voice = set.take("voice", std::string("en"));
   const auto speed = static_cast<int>(std::clamp(set.take("speed", 160.0), 80.0, 450.0));
@@ -94,6 +95,26 @@ std::shared_ptr<signalSource> makeSpeech(double frequency, double level, sideban
   if (file.empty() == text.empty()) throw std::runtime_error("speech needs file= or text=");
   const wavData audio = file.empty() ? speech(text, voice, speed) : readWav(besideScene(folder, file));
   return std::make_shared<speechSource>(frequency, level, side, audio, pause, file.empty() ? text : file);
+}
+
+// Morse unless the mode is a sideband.
+std::shared_ptr<signalSource> makeAnswer(double frequency, double level, wordSet& set, const std::string& folder) {
+  constexpr double tail_s = 1; // until it listens again
+  const std::string call = set.take("call", std::string()), mode = set.take("mode", std::string("cw"));
+  const double wait = set.take("wait", 1.5);
+  if (call.empty() || wait < 0) throw std::runtime_error("answer needs call= and no negative wait=");
+  if (mode == "usb" || mode == "lsb") {
+    const auto words = makeSpeech(frequency, level, mode == "usb" ? sideband::upper : sideband::lower, set, folder);
+    return std::make_shared<answeringSource>(words, words->period_s(), wait, call);
+  }
+  if (mode != "cw") throw std::runtime_error("not understood: mode=" + mode);
+  morseSource::sending what;
+  what.text = set.take("text", fmt::format("DE {0} {0} GM UR 599 599 = TNX = DE {0} K", call));
+  what.wpm = set.take("wpm", what.wpm);
+  what.pause_s = tail_s;
+  if (what.text.empty() || !(what.wpm > 0)) throw std::runtime_error("answer needs a text and a positive wpm=");
+  const auto words = std::make_shared<morseSource>(frequency, level, what);
+  return std::make_shared<answeringSource>(words, words->period_s(), wait, call);
 }
 
 std::shared_ptr<signalSource> makeSignal(const std::vector<std::string>& words, const std::string& folder) {
@@ -115,6 +136,8 @@ std::shared_ptr<signalSource> makeSignal(const std::vector<std::string>& words, 
     made = std::make_shared<morseSource>(frequency, level, what);
   } else if (kind == "usb" || kind == "lsb") {
     made = makeSpeech(frequency, level, kind == "usb" ? sideband::upper : sideband::lower, set, folder);
+  } else if (kind == "answer") {
+    made = makeAnswer(frequency, level, set, folder);
   } else if (kind == "iq") {
     const std::string file = set.take("file", std::string()), mirrored = set.take("mirrored", std::string("no"));
     if (file.empty()) throw std::runtime_error("iq needs file=");

@@ -25,9 +25,16 @@ enum class envelopeShape {
   varying   // every element was written
 };
 
+// Something that a radio on this scene transmitted and is over.
+struct endedTransmission {
+  double time_s = 0;       // true time of its end, when its last frame came
+  double frequency_Hz = 0; // of the carrier as tuned
+  double middle_Hz = 0;    // of the band that it filled
+};
+
 // The signal is Re{ amplitude * a(t) * e^(j 2 pi frequency t) }, amplitude = 10^(level / 20), where a sine of level 0 dBFS
 // just fills the converter at 0 dB gain. a(t) is a function of time alone, never of who asked before: any number of receivers
-// of any rate may ask, on any thread. Immutable after construction.
+// of any rate may ask, on any thread. Immutable after construction, but for what transmissions call forth.
 class signalSource {
  public:
   signalSource(double frequency_Hz, double level_dBFS) : centre_Hz(frequency_Hz), strength_dBFS(level_dBFS) {}
@@ -42,6 +49,8 @@ class signalSource {
   // ... the source limits itself to `heard`.
   virtual bool fitsItself() const { return false; }
   virtual std::string describe() const = 0;
+  // On the thread of the radio that sent it.
+  virtual void transmissionEnded(const endedTransmission&) const {}
 
   double frequency_Hz() const { return centre_Hz; }
   double level_dBFS() const { return strength_dBFS; }
