@@ -64,10 +64,10 @@ class modDemod : public asyncObject {
     target.queueSeqProcess(seqTask(
         [self = std::move(self), transceiver, name, body] {
           const modDemodOwner now = self->owner.load();
-          if (now.object.lock() == transceiver)
-            body(now);
-          else
-            self->onSignalGroup(name, body); // it has changed hands meanwhile
+          if (now.object.lock() == transceiver) return body(now);
+          // it has changed hands meanwhile: what serves nobody runs on the mode's own group, never here
+          asyncObject& own = *self;
+          own.queueSeqProcess(seqTask([self, name, body] { self->onSignalGroup(name, body); }, name));
         },
         name));
   }

@@ -70,6 +70,17 @@ TEST_F(modDemodVerbsTest, verbsFollowAModeThatChangesHands) {
   EXPECT_EQ(mode->done, (numbers{1, 2}));
 }
 
+TEST_F(modDemodVerbsTest, verbsOfAModeThatWasLetGoComeBackToItsOwnGroup) {
+  const auto held = transceiver();
+  attach(held);
+  mode->verb(1);
+  mode->owner.publish({});
+  g.pool->turn(); // the transceiver's
+  EXPECT_TRUE(mode->done.empty());
+  g.turns();
+  EXPECT_EQ(mode->done, numbers{1});
+}
+
 TEST_F(modDemodVerbsTest, aWaitingVerbKeepsTheMode) {
   const auto held = transceiver();
   attach(held);
