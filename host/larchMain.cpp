@@ -39,6 +39,7 @@ void addReceiveOptions(CLI::App& command, listenOptions& o) {
   addRadioOptions(command, o.radio);
   command.add_option("--freq", o.frequency, "frequency: 7.074M, 7074k or 7074000")->required();
   command.add_option("--mode", o.mode, "usb or lsb")->capture_default_str();
+  command.add_option("--also", o.also, "a further receiver at FREQ or FREQ:MODE; may be given again")->type_name("FREQ[:MODE]");
   command.add_option("--rate", o.rate, "sample rate of the receivers: 48k, 96k, 192k, 384k")->capture_default_str();
   command.add_option("--filter", o.filter, "channel filter LOW:HIGH in Hz from the carrier");
   command.add_option("--gain", o.gain_dB, "receive gain in dB, within the board's limits");
@@ -55,7 +56,6 @@ void addReceiveOptions(CLI::App& command, listenOptions& o) {
 CLI::App* addListen(CLI::App& app, listenOptions& o) {
   CLI::App* listen = app.add_subcommand("listen", "receive: live spectrum, waterfall, S-meter and sound");
   addReceiveOptions(*listen, o);
-  listen->add_option("--also", o.also, "a further receiver at FREQ or FREQ:MODE; may be given again")->type_name("FREQ[:MODE]");
   return listen;
 }
 

@@ -121,13 +121,18 @@ def steady(samples):
 
 
 class LarchTalk(unittest.TestCase):
+    air = ()  # further options of the simulated radio
+
     def setUp(self):
+        self.open_radio()
+
+    def open_radio(self):
         self.folder = tempfile.TemporaryDirectory()
         self.address = f"127.{random.randint(20, 120)}.{random.randint(1, 250)}.{random.randint(1, 250)}"
         beyond = f"127.{random.randint(121, 250)}.{random.randint(1, 250)}.{random.randint(1, 250)}"
         with open(self.path("scene.txt"), "w") as f:
             f.write("noise -150\n")
-        self.radio = subprocess.Popen([f"{BUILD}/larch-sim", "--bind", beyond, "--scene", self.path("scene.txt"), "--quiet"],
+        self.radio = subprocess.Popen([f"{BUILD}/larch-sim", "--bind", beyond, "--scene", self.path("scene.txt"), "--quiet", *self.air],
                                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         self.assertIn(beyond, self.radio.stdout.readline())
         self.wire = Wire(self.address, beyond)
@@ -274,6 +279,19 @@ class LarchTalk(unittest.TestCase):
             self.assertLess(level(sent, -wanted), 0.001 * level(sent, wanted), mode)
         self.assertEqual(len(self.wire.transmissions()), 2)
         self.assertTrue([d for d in self.wire.sent if 9 in d.registers and any(d.mox) and d.registers[9][1] & 8])  # amplifier
+
+    def test_a_second_receiver_hears_the_first_on_its_side(self):
+        self.tearDown()
+        self.air = ("--tx-back", "1", "--tx-back-level", "-40")
+        self.open_radio()
+        self.tone(1000)
+        done = self.talk("--mode", "usb", "--also", "7.1M:usb", "--also", "7.1M:lsb", "--transmit", "--drive", "255", "--gain", "0",
+                         "--ptt-seconds", "4", "--seconds", "8")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        levels = [[float(n) for n in re.findall(r"(-?\d+\.\d) dBm", line)[:3]] for line in done.stdout.splitlines() if "dBm" in line]
+        heard = max(levels, key=lambda three: three[1])
+        self.assertAlmostEqual(heard[1], -40 + 20 * math.log10(0.332) + 10, delta=1)  # full scale counts as 10 dBm
+        self.assertLess(heard[2], heard[1] - 50)
 
     def test_filter_and_equaliser_shape_the_speech(self):
         self.microphone(lambda t: sum(0.2 * math.sin(2 * math.pi * f * t) for f in (600, 1500, 2400)))
