@@ -39,6 +39,7 @@ struct transmitStation {
     radio->arrival.assign(1024, 0);
     radio->threadStarted = true; // turns are taken by hand
     radio->clockFrequency.set(static_cast<int32_t>(options.board->clock_Hz));
+    radio->FwVersion.set(options.board->firmware);
     radio->maxHwReceivers.set(receivers);
     radio->SampleRate.set(rate);
     for (int i = 1; i < receivers; i++) radio->addHwReceiver(7000000 + i);
