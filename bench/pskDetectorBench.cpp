@@ -32,6 +32,30 @@ void oneDetector(benchmark::State& run) {
 }
 BENCHMARK(oneDetector)->Arg(0)->Arg(8)->Arg(16)->Arg(1);
 
+// All 66, in a block, as the mode calls them with another primary detector than the first.
+void allDetectors(benchmark::State& run, cpuVariant variant) {
+  const auto samples = band();
+  std::vector<CPSKDet> detectors(66);
+  std::vector<CPSKDet*> pointers;
+  constexpr int32_t last[] = {0, 8, 16, 1, 9, 17};
+  for (size_t i = 0; i < detectors.size(); i++) {
+    detectors[i].setMode(i < 30 ? 0 : i < 60 ? 8 : last[i - 60]);
+    detectors[i].setRxFrequency(100 + 100 * static_cast<int32_t>(i % 30));
+    pointers.push_back(&detectors[i]);
+  }
+  std::vector<pskText> text(detectors.size());
+  size_t at = 0;
+  for (auto _ : run) {
+    processDetectors(pointers, samples.data() + at, blockLength, text, variant);
+    at = at + 2 * blockLength > samples.size() ? 0 : at + blockLength;
+  }
+  benching::reportSamples(run, blockLength, rate);
+}
+const bool registered = [] {
+  benching::registerVariants("allDetectors", allDetectors);
+  return true;
+}();
+
 void wholeMode(benchmark::State& run) {
   const auto samples = band();
   sothreadpool pool(0);

@@ -19,6 +19,7 @@ void CCalcIMD::history::run(double x, double coefficient) {
 double CCalcIMD::history::energy(double coefficient) const { return last * last + before * before - last * before * coefficient; }
 
 bool CCalcIMD::put(iqSample s) {
+  untouched_ = false;
   for (size_t k = 0; k < resonators_.size(); k++) {
     resonators_[k].i.run(s.i, coefficients[k]);
     resonators_[k].q.run(s.q, coefficients[k]);
@@ -32,6 +33,8 @@ bool CCalcIMD::put(iqSample s) {
 }
 
 void CCalcIMD::clear() {
+  if (untouched_) return;
+  untouched_ = true;
   resonators_ = {};
   energy = {};
   count = 0;

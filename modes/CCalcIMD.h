@@ -28,6 +28,7 @@ class CCalcIMD {
     history i, q;
   };
   std::array<resonator, 3> resonators_{};
+  bool untouched_ = true; // since the last clear
 };
 
 } // namespace larch

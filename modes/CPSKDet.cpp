@@ -6,9 +6,8 @@ namespace larch {
 namespace {
 
 constexpr double pi = std::numbers::pi, twoPi = 2 * pi;
-constexpr double largestSample = 1e9; // far above any signal, and its powers stay finite
 constexpr int32_t speed63 = 8, speed125 = 16;
-constexpr int32_t firstStride = 4, stride31 = 16, stride63 = 8; // input samples to one sample of each decimator
+constexpr int32_t firstStride = 4, wholeStride = 16; // input samples to one sample of the first decimator, of the slowest
 constexpr int32_t startPeak = 5;
 constexpr int32_t clearedEnergies = 21; // steps of a reset; there are fewer energies
 constexpr double idleAngle = 3 * pi / 2;
@@ -62,11 +61,11 @@ int32_t CPSKDet::processBlock(const double* samples, int32_t count, char* out) {
 }
 
 void CPSKDet::mix(double sample) {
-  const double s = std::abs(sample) <= largestSample ? sample : 0;
+  const double s = validSample(sample);
   ring1.put({s * std::cos(ncoPhase), s * std::sin(ncoPhase)});
   ncoPhase += afc.increment();
   if (ncoPhase > twoPi) ncoPhase -= twoPi;
-  sampleIndex = (sampleIndex + 1) % stride31;
+  sampleIndex = (sampleIndex + 1) % wholeStride;
 }
 
 // At every fourth input sample; true when it makes one of the 16 samples per symbol.
@@ -74,7 +73,7 @@ bool CPSKDet::decimate(iqSample& out) {
   out = filtered(decimationFilter, ring1);
   ring2.put(out);
   if (rate125) return true;
-  if (sampleIndex % (rate63 ? stride63 : stride31) != 0) return false;
+  if (sampleIndex % stride() != 0) return false;
   out = filtered(decimationFilter, ring2);
   return true;
 }
@@ -84,11 +83,15 @@ uint8_t CPSKDet::processDecimated(iqSample s) {
   freqFilterOut = filtered(frequencyFilter, ring3);
   bitFilterOut = filtered(bitFilter, ring3);
   ring3.step();
+  return processFiltered(s);
+}
+
+uint8_t CPSKDet::processFiltered(iqSample decimated) {
   scaleByAgc();
   afc.step(freqFilterOut);
   const uint8_t character = clock.symbolSync(bitFilterOut, quality.squelchOpen) ? decodeSymbol(bitFilterOut) : uint8_t{0};
   if (quality.imdValid)
-    imd.put(s);
+    imd.put(decimated);
   else
     imd.clear();
   return character;
@@ -98,9 +101,10 @@ void CPSKDet::scaleByAgc() {
   const double m = std::sqrt(freqFilterOut.i * freqFilterOut.i + freqFilterOut.q * freqFilterOut.q);
   agcLevel = m > agcLevel ? 0.995 * agcLevel + 0.005 * m : 0.998 * agcLevel + 0.002 * m;
   if (agcLevel < 1.0) return;
+  const double scale = 1 / agcLevel;
   for (iqSample* out : {&freqFilterOut, &bitFilterOut}) {
-    out->i /= agcLevel;
-    out->q /= agcLevel;
+    out->i *= scale;
+    out->q *= scale;
   }
 }
 

@@ -6,6 +6,7 @@
 #include "modes/pskSymbolClock.h"
 #include "modes/varicode.h"
 #include "modes/viterbi.h"
+#include <cmath>
 
 namespace larch {
 
@@ -14,6 +15,7 @@ namespace larch {
 class CPSKDet {
  public:
   static constexpr int32_t maxCharacters = 10; // of a call; further ones are lost without notice
+  static constexpr double largestSample = 1e9; // far above any signal, and its powers stay finite
 
   CPSKDet() = default; // BPSK at 31.25 baud and 1500 Hz; the reverse Varicode table is still empty
   virtual ~CPSKDet() = default;
@@ -26,6 +28,13 @@ class CPSKDet {
   // Characters to `out`, which has room for maxCharacters; returns how many. A sample that isn't finite or is above 1e9 in
   // magnitude counts as 0. A call without samples does nothing. rt.
   int32_t processBlock(const double* samples, int32_t count, char* out);
+
+  // For a form that runs the mixers and filters of many detectors at once: input samples to one sample behind the decimation;
+  // the rest of the work on such a sample, when freqFilterOut and bitFilterOut stand there as the filters gave them; returns a
+  // character or 0.
+  int32_t stride() const { return rate125 ? 4 : rate63 ? 8 : 16; }
+  uint8_t processFiltered(iqSample decimated);
+  static double validSample(double sample) { return std::abs(sample) <= largestSample ? sample : 0; }
 
   bool rate63 = false, rate125 = false;
   varicodeReverse varicodeTable{};

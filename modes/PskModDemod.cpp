@@ -6,7 +6,8 @@
 namespace larch {
 namespace {
 
-constexpr size_t scanningChannels = 30;  // of each scanned speed
+constexpr size_t scanningChannels = 30; // of each scanned speed
+constexpr size_t firstPrimary = 2 * scanningChannels;
 constexpr int32_t channelStep = 100;     // Hz
 constexpr int32_t firstFrequency = 1500; // Hz, of the primary detectors and of rxFreq
 constexpr int32_t tailSamples = 96000;   // two seconds of carrier after ptt falls
@@ -18,7 +19,7 @@ constexpr const pskMode& psk31 = pskModes[0];
 constexpr const pskMode& psk63 = pskModes[1];
 
 int32_t primaryOf(int32_t mode) {
-  int32_t index = 2 * scanningChannels; // behind the scanning channels stands one detector for each mode, in the table's order
+  int32_t index = firstPrimary; // behind the scanning channels stands one detector for each mode, in the table's order
   for (const pskMode& m : pskModes) {
     if (m.value == mode) return index;
     index++;
@@ -52,6 +53,7 @@ PskModDemod::PskModDemod(std::shared_ptr<syncTask> group)
 void PskModDemod::addDetector(const pskMode& detected, int32_t frequency) {
   auto row = keptByCore(std::make_shared<PskDetector>(taskgroup));
   row->configure(detected, frequency);
+  signalDetectors_[dets.items.size()] = &row->detector;
   detectors_[dets.items.size()] = row;
   dets.append(std::move(row));
 }
@@ -89,7 +91,7 @@ void PskModDemod::frequencyChanged() {
 
 void PskModDemod::tune(int32_t frequency) {
   if (PskDetector* primary = detector(primaryDetector.get())) primary->detector.setRxFrequency(frequency);
-  for (size_t i = 2 * scanningChannels; i < detectors_.size(); i++) detectors_[i]->detector.setRxFrequency(frequency);
+  for (size_t i = firstPrimary; i < detectors_.size(); i++) detectors_[i]->detector.setRxFrequency(frequency);
   modulator_.setFrequency(frequency);
 }
 
@@ -118,18 +120,26 @@ void PskModDemod::processBlock() {
   const std::span<const std::shared_ptr<PskDetector>> all(detectors_);
   assignChannels(peaks, all.subspan(0, scanningChannels));
   assignChannels(peaks, all.subspan(scanningChannels, scanningChannels));
-  for (int32_t i = 0; i < static_cast<int32_t>(detectorCount); i++) detect(i, i == primaryDetector.get());
+  // the detectors behind the primary one hear the block at the frequency that it has found
+  const int32_t primary = primaryDetector.get();
+  const size_t next = std::clamp<size_t>(static_cast<size_t>(primary) + 1, firstPrimary, detectorCount);
+  detect(0, firstPrimary, primary);
+  detect(firstPrimary, next - firstPrimary, primary);
+  detect(next, detectorCount - next, primary);
   refreshCount_ = (refreshCount_ + 1) % refreshBlocks;
 }
 
-void PskModDemod::detect(int32_t index, bool primary) {
-  PskDetector& d = *detectors_[static_cast<size_t>(index)];
-  char characters[CPSKDet::maxCharacters];
-  const int32_t count = d.detector.processBlock(block_.data(), pskScanner::blockLength, characters);
-  if (count > 0) {
-    d.tellText(characters, count);
+void PskModDemod::detect(size_t first, size_t count, int32_t primary) {
+  std::array<pskText, detectorCount> text;
+  processDetectors(std::span(signalDetectors_).subspan(first, count), block_.data(), pskScanner::blockLength, text);
+  for (size_t i = 0; i < count; i++) report(*detectors_[first + i], text[i], first + i == static_cast<size_t>(primary));
+}
+
+void PskModDemod::report(PskDetector& d, const pskText& text, bool primary) {
+  if (text.count > 0) {
+    d.tellText(text.characters, text.count);
     d.lifeCount = PskDetector::claimedBlocks;
-    if (primary) postText(*this, loadWord(newChars), characters, count);
+    if (primary) postText(*this, loadWord(newChars), text.characters, text.count);
   } else if (d.lifeCount > 0) {
     d.lifeCount--;
   }

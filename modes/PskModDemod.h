@@ -3,6 +3,7 @@
 #include "modes/CPSKMod.h"
 #include "modes/PskDetector.h"
 #include "modes/modDemod.h"
+#include "modes/pskBank.h"
 #include "modes/pskInputScale.h"
 #include "modes/pskScanner.h"
 #include "modes/textRing.h"
@@ -47,12 +48,14 @@ class PskModDemod : public modDemod {
 
   void take(double sample);
   void processBlock();
-  void detect(int32_t index, bool primary);
+  void detect(size_t first, size_t count, int32_t primary);
+  void report(PskDetector& d, const pskText& text, bool primary);
 
   int32_t nextCharacter();
   void endTransmission();
 
   std::array<std::shared_ptr<PskDetector>, detectorCount> detectors_; // the pointers never change
+  std::array<CPSKDet*, detectorCount> signalDetectors_{};             // theirs
 
   // the signal's: touched on the transceiver's group, or on this object's while it serves no transceiver
   std::array<double, pskScanner::blockLength> block_{}; // at 8000 samples per second

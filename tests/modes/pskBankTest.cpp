@@ -1,0 +1,184 @@
+#include "modes/pskBank.h"
+#include "tests/dsp/kernelTesting.h"
+#include "tests/support/pskTestSender.h"
+#include <climits>
+
+using namespace larch;
+using namespace larch::testing_psk;
+
+namespace {
+
+constexpr int32_t allModes[] = {0, 8, 16, 1, 9, 17};
+constexpr int32_t block = 512;
+
+// Detectors of all modes across the band; some stand on signals.
+std::vector<CPSKDet> detectorsOf(size_t count) {
+  std::vector<CPSKDet> all(count);
+  for (size_t i = 0; i < count; i++) {
+    all[i].setMode(allModes[i % 6]);
+    all[i].varicodeTable = reverseVaricode();
+    all[i].setRxFrequency(i < 12 ? 1500 : 100 + 37 * static_cast<int32_t>(i));
+    all[i].reset();
+  }
+  return all;
+}
+
+// A text in each mode one after another at the same frequency, in noise.
+std::vector<double> band() {
+  std::vector<double> sound;
+  for (const int32_t mode : allModes) {
+    pskSignal s;
+    s.mode = mode;
+    s.frequency = 1502;
+    s.drift = 0.2;
+    s.noise = 2000;
+    s.seed = 5;
+    const auto part = samplesOf(s, turnsOf(s, "hello from me", 70));
+    sound.insert(sound.end(), part.begin(), part.end());
+  }
+  sound.resize(sound.size() / block * block);
+  return sound;
+}
+
+struct bank {
+  std::vector<CPSKDet> detectors;
+  std::vector<std::string> texts;
+  explicit bank(size_t count) : detectors(detectorsOf(count)), texts(count) {}
+
+  void runPlain(const double* samples, int32_t count) {
+    for (size_t i = 0; i < detectors.size(); i++) {
+      char out[CPSKDet::maxCharacters];
+      texts[i].append(out, static_cast<size_t>(detectors[i].processBlock(samples, count, out)));
+    }
+  }
+  void runTogether(const double* samples, int32_t count, cpuVariant variant) {
+    std::vector<CPSKDet*> pointers;
+    for (CPSKDet& d : detectors) pointers.push_back(&d);
+    std::vector<pskText> out(detectors.size());
+    processDetectors(pointers, samples, count, out, variant);
+    for (size_t i = 0; i < out.size(); i++) texts[i].append(out[i].characters, static_cast<size_t>(out[i].count));
+  }
+};
+
+void expectAlike(const bank& a, const bank& b) {
+  for (size_t i = 0; i < a.detectors.size(); i++) {
+    const CPSKDet &x = a.detectors[i], &y = b.detectors[i];
+    EXPECT_EQ(x.afc.rxFrequency, y.afc.rxFrequency) << i;
+    EXPECT_NEAR(x.afc.increment(), y.afc.increment(), 1e-7) << i;
+    EXPECT_NEAR(std::cos(x.ncoPhase - y.ncoPhase), 1, 1e-7) << i;
+    EXPECT_NEAR(x.agcLevel, y.agcLevel, 1e-6 * x.agcLevel) << i;
+    EXPECT_NEAR(x.quality.squelchLevel, y.quality.squelchLevel, 1e-3) << i;
+    EXPECT_EQ(x.sampleIndex, y.sampleIndex) << i;
+    EXPECT_EQ(x.afc.acquireCount, y.afc.acquireCount) << i;
+  }
+  EXPECT_EQ(a.texts, b.texts);
+}
+
+class pskBankTest : public larch::testing::variantTest {};
+INSTANTIATE_TEST_SUITE_P(variants, pskBankTest, larch::testing::allVariants(), larch::testing::variantTestName);
+
+} // namespace
+
+TEST_P(pskBankTest, equalsTheDetectorsOneByOne) {
+  const auto sound = band();
+  bank plain(24), together(24);
+  for (size_t at = 0; at < sound.size(); at += block) {
+    plain.runPlain(sound.data() + at, block);
+    together.runTogether(sound.data() + at, block, GetParam());
+  }
+  expectAlike(plain, together);
+  for (size_t i = 0; i < 6; i++) EXPECT_NE(together.texts[i].find("hello from me"), std::string::npos) << i;
+}
+
+TEST_P(pskBankTest, anyNumberOfDetectorsIsServed) {
+  const auto sound = band();
+  for (const size_t count : {0u, 1u, 7u, 49u}) {
+    bank plain(count), together(count);
+    for (size_t at = 0; at < 20 * block; at += block) {
+      plain.runPlain(sound.data() + at, block);
+      together.runTogether(sound.data() + at, block, GetParam());
+    }
+    expectAlike(plain, together);
+  }
+}
+
+// The rings' positions differ from lane to lane then.
+TEST_P(pskBankTest, detectorsMayBeResetAndRetunedBetweenBlocks) {
+  const auto sound = band();
+  bank plain(14), together(14);
+  for (size_t n = 0; n * block < sound.size(); n++) {
+    plain.runPlain(sound.data() + n * block, block);
+    together.runTogether(sound.data() + n * block, block, GetParam());
+    for (bank* b : {&plain, &together}) {
+      CPSKDet& d = b->detectors[8 + n % 6];
+      d.setRxFrequency(500 + static_cast<int32_t>(n));
+      d.reset();
+    }
+  }
+  expectAlike(plain, together);
+}
+
+TEST_P(pskBankTest, whatDoesntFitIntoStridesRunsOneByOne) {
+  const auto sound = band();
+  bank plain(12), together(12);
+  int32_t length = 1;
+  for (size_t at = 0; at + block < sound.size(); at += static_cast<size_t>(length)) {
+    length = at % 3 == 0 ? 512 : at % 3 == 1 ? 7 : 505;
+    plain.runPlain(sound.data() + at, length);
+    together.runTogether(sound.data() + at, length, GetParam());
+  }
+  plain.runPlain(nullptr, 0);
+  together.runTogether(nullptr, 0, GetParam());
+  expectAlike(plain, together);
+}
+
+TEST_P(pskBankTest, plainAndTogetherMayTakeTurns) {
+  const auto sound = band();
+  bank plain(18), mixed(18);
+  for (size_t n = 0; n * block < sound.size(); n++) {
+    plain.runPlain(sound.data() + n * block, block);
+    if (n % 3)
+      mixed.runTogether(sound.data() + n * block, block, GetParam());
+    else
+      mixed.runPlain(sound.data() + n * block, block);
+  }
+  expectAlike(plain, mixed);
+}
+
+TEST_P(pskBankTest, aLaneWithHostileValuesHarmsNoOther) {
+  auto sound = band();
+  bank plain(18), together(18);
+  const int32_t hostile[] = {INT_MIN, -8000, -1, 0, 4000, INT_MAX};
+  for (size_t i = 0; i < 6; i++) together.detectors[12 + i].setRxFrequency(hostile[i]);
+  for (size_t n = 0; n * block < sound.size(); n++) {
+    sound[n * block + n % block] = n % 2 ? double{NAN} : double{INFINITY};
+    plain.runPlain(sound.data() + n * block, block);
+    together.runTogether(sound.data() + n * block, block, GetParam());
+  }
+  for (size_t i = 12; i < 18; i++) {
+    EXPECT_TRUE(std::isfinite(together.detectors[i].agcLevel)) << i;
+    EXPECT_TRUE(std::isfinite(together.detectors[i].afc.increment())) << i;
+    EXPECT_TRUE(std::isfinite(together.detectors[i].ncoPhase)) << i;
+  }
+  plain.detectors.resize(12);
+  together.detectors.resize(12);
+  plain.texts.resize(12);
+  together.texts.resize(12);
+  expectAlike(plain, together);
+}
+
+TEST(pskBankLimitTest, whatIsBeyondTenCharactersOfABlockIsLost) {
+  pskSignal s;
+  s.mode = 16;
+  auto sound = samplesOf(s, turnsOf(s, "the quick brown fox"));
+  sound.resize(sound.size() / 16 * 16);
+  CPSKDet d;
+  d.setMode(16);
+  d.varicodeTable = reverseVaricode();
+  CPSKDet* const pointer = &d;
+  pskText text[2];
+  text[1].count = 77;
+  processDetectors({&pointer, 1}, sound.data(), static_cast<int32_t>(sound.size()), text);
+  EXPECT_EQ(std::string(text[0].characters, static_cast<size_t>(text[0].count)), "the quick ");
+  EXPECT_EQ(text[1].count, 77);
+}
