@@ -47,8 +47,24 @@ struct talkOptions {
   double ptt_s = 0; // 0: keyed by hand, VOX or signal
 };
 
+struct cwOptions {
+  listenOptions receive; // with no further receivers; neither mode nor filter
+  bool transmit = false;
+  std::string text; // sent at once
+  std::string key;  // device of a straight key
+  double wpm = 25;
+  double pitch_Hz = 650, sidetone = 0.3; // 1 is full scale
+  int32_t width_Hz = 500;
+  int32_t hang_ms = 500;
+  int32_t drive = 0;
+  int32_t offset_Hz = 0;
+  int32_t timeout_s = 180;
+  bool noAmplifier = false;
+};
+
 int listenCommand(const listenOptions& options);
 int talkCommand(const talkOptions& options);
+int cwCommand(const cwOptions& options);
 int radiosCommand(const std::string& address, int wait_ms);
 int devicesCommand();
 int doctorCommand(const std::string& address);

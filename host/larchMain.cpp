@@ -14,6 +14,8 @@ namespace {
 
 using namespace larchhost;
 
+constexpr double narrowZoom = 16; // 12 kHz at the usual rate
+
 std::string defaultLog() {
   const char* state = std::getenv("XDG_STATE_HOME");
   const char* home = std::getenv("HOME");
@@ -38,10 +40,7 @@ void addRadioOptions(CLI::App& command, radioChoice& radio) {
 void addReceiveOptions(CLI::App& command, listenOptions& o) {
   addRadioOptions(command, o.radio);
   command.add_option("--freq", o.frequency, "frequency: 7.074M, 7074k or 7074000")->required();
-  command.add_option("--mode", o.mode, "usb or lsb")->capture_default_str();
-  command.add_option("--also", o.also, "a further receiver at FREQ or FREQ:MODE; may be given again")->type_name("FREQ[:MODE]");
   command.add_option("--rate", o.rate, "sample rate of the receivers: 48k, 96k, 192k, 384k")->capture_default_str();
-  command.add_option("--filter", o.filter, "channel filter LOW:HIGH in Hz from the carrier");
   command.add_option("--gain", o.gain_dB, "receive gain in dB, within the board's limits");
   command.add_option("--audio", o.audio, "sound output: id, part of its name, or none (larch devices)");
   command.add_option("--seconds", o.seconds, "stop after this time")->check(CLI::NonNegativeNumber);
@@ -53,15 +52,23 @@ void addReceiveOptions(CLI::App& command, listenOptions& o) {
   command.add_flag("--plain", o.plain, "a line each second, also in a terminal");
 }
 
+void addSpeechOptions(CLI::App& command, listenOptions& o) {
+  command.add_option("--mode", o.mode, "usb or lsb")->capture_default_str();
+  command.add_option("--filter", o.filter, "channel filter LOW:HIGH in Hz from the carrier");
+  command.add_option("--also", o.also, "a further receiver at FREQ or FREQ:MODE; may be given again")->type_name("FREQ[:MODE]");
+}
+
 CLI::App* addListen(CLI::App& app, listenOptions& o) {
   CLI::App* listen = app.add_subcommand("listen", "receive: live spectrum, waterfall, S-meter and sound");
   addReceiveOptions(*listen, o);
+  addSpeechOptions(*listen, o);
   return listen;
 }
 
 CLI::App* addTalk(CLI::App& app, talkOptions& o) {
   CLI::App* talk = app.add_subcommand("talk", "receive, and transmit speech on single sideband");
   addReceiveOptions(*talk, o.receive);
+  addSpeechOptions(*talk, o.receive);
   talk->add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
   talk->add_option("--input", o.input, "microphone: id, part of its name, or none (larch devices)");
   talk->add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
@@ -89,6 +96,33 @@ CLI::App* addTalk(CLI::App& app, talkOptions& o) {
   return talk;
 }
 
+CLI::App* addCw(CLI::App& app, cwOptions& o) {
+  CLI::App* cw = app.add_subcommand("cw", "Morse: receive as text, and transmit by text and by a straight key");
+  addReceiveOptions(*cw, o.receive);
+  cw->add_option("--width", o.width_Hz, "width of the receive filter around the carrier, in Hz")
+      ->check(CLI::Range(100, 3000))
+      ->capture_default_str();
+  cw->add_option("--pitch", o.pitch_Hz, "pitch of the carrier as heard, and of the sidetone, in Hz")
+      ->check(CLI::Range(100.0, 3000.0))
+      ->capture_default_str();
+  cw->add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
+  cw->add_option("--text", o.text, "send this at once; without a terminal the end of the text is the end");
+  cw->add_option("--key", o.key, "straight key: a serial line (its CTS), or an input device, /dev/input/event*")
+      ->type_name("DEVICE");
+  cw->add_option("--wpm", o.wpm, "speed of what is sent, words per minute")->check(CLI::Range(5.0, 60.0))->capture_default_str();
+  cw->add_option("--hang", o.hang_ms, "ms without keying until the transmission ends")
+      ->check(CLI::Range(0, 10000))
+      ->capture_default_str();
+  cw->add_option("--sidetone", o.sidetone, "level of the sidetone, 0 to 1")->check(CLI::Range(0.0, 1.0))->capture_default_str();
+  cw->add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
+  cw->add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
+      ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
+      ->capture_default_str();
+  cw->add_option("--tx-offset", o.offset_Hz, "Hz added to the transmit frequency")->check(CLI::Range(-10000000, 10000000));
+  cw->add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
+  return cw;
+}
+
 void printBoards() {
   fmt::print("{:<12} {:<16} {:>8} {:>11} {:>9} {:>9}  {}\n", "--board", "name", "protocol", "clock/Hz", "receivers", "max-adc",
              "gain/dB");
@@ -111,6 +145,9 @@ int main(int argc, char** argv) {
   CLI::App* listen = addListen(app, listenWith);
   talkOptions talkWith;
   CLI::App* talk = addTalk(app, talkWith);
+  cwOptions cwWith;
+  cwWith.receive.zoom = narrowZoom;
+  CLI::App* cw = addCw(app, cwWith);
   std::string address;
   int wait_ms = 1000;
   bool boards = false;
@@ -121,7 +158,7 @@ int main(int argc, char** argv) {
   CLI::App* devices = app.add_subcommand("devices", "list sound devices");
   CLI::App* doctor = app.add_subcommand("doctor", "check what a station needs");
   doctor->add_option("--radio", address, "ask this address only");
-  for (CLI::App* command : {listen, talk, radios, devices, doctor}) command->fallthrough();
+  for (CLI::App* command : {listen, talk, cw, radios, devices, doctor}) command->fallthrough();
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -134,6 +171,7 @@ int main(int argc, char** argv) {
     init((log.empty() ? defaultLog() : log).c_str(), verbose ? 1 : 0);
     if (devices->parsed()) return devicesCommand();
     if (doctor->parsed()) return doctorCommand(address);
+    if (cw->parsed()) return cwCommand(cwWith);
     return talk->parsed() ? talkCommand(talkWith) : listenCommand(listenWith);
   } catch (const std::exception& e) {
     fmt::print(stderr, "larch: {}\n", e.what());

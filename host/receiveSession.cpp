@@ -72,9 +72,9 @@ int receiveSession::run() {
     }
     if (!terminal_ && clock::now() >= nextLine) {
       nextLine = std::max(nextLine + linePause, clock::now());
-      showLine();
+      if (saysLines()) showLine();
     }
-    std::this_thread::sleep_for(pollPause);
+    std::this_thread::sleep_for(pause());
   }
   const bool ended = station_.endTransmission();
   terminal_.reset();
@@ -136,6 +136,8 @@ std::vector<std::string> receiveSession::statusLines(int) const { return {}; }
 std::string receiveSession::keysText() const {
   return "arrows tune/step  m sideband  [ ] filter  - + gain  z Z zoom  space mute  tab next  q quit";
 }
+
+std::chrono::milliseconds receiveSession::pause() const { return pollPause; }
 
 void receiveSession::showLine() const {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(clock::now() - started_).count();

@@ -32,6 +32,8 @@ class receiveSession {
   virtual std::vector<std::string> statusLines(int columns) const; // further lines of the picture
   virtual std::string statusText() const { return {}; }            // more for the line each second
   virtual std::string keysText() const;
+  virtual bool saysLines() const { return true; }  // a line each second without a terminal
+  virtual std::chrono::milliseconds pause() const; // between two polls
 
   station& radio() { return station_; }
   const station& radio() const { return station_; }

@@ -114,8 +114,8 @@ std::string screen::draw(const screenState& state, const std::vector<double>& le
   for (size_t i = 0; i < state.receivers.size(); i++) {
     const receiver& r = *state.receivers[i];
     const std::string text =
-        fmt::format("{} {:>11} {} {:>5}..{:<5} {:6.1f} dBm {:<6} ", i == state.selected ? ">" : " ", frequencyText(r.frequency),
-                    r.mode->name(r.side), r.filter.low, r.filter.high, r.signal_dBm, sMeterText(r.signal_dBm));
+        fmt::format("{} {:>11} {} {} {:6.1f} dBm {:<6} ", i == state.selected ? ">" : " ", frequencyText(r.frequency),
+                    r.mode->name(r.side), r.mode->filterText(r.filter), r.signal_dBm, sMeterText(r.signal_dBm));
     const int room = columns - static_cast<int>(text.size()) - 24;
     out += text.substr(0, static_cast<size_t>(columns));
     if (room > 4) out += sMeterBar(r.signal_dBm, std::min(room, 40), unicode_);

@@ -1,5 +1,6 @@
 #include "host/stationMode.h"
 #include "host/iqRecorder.h"
+#include <fmt/format.h>
 
 namespace larchhost {
 namespace {
@@ -17,6 +18,8 @@ std::string sideName(sideband side) { return side == sideband::upper ? "USB" : "
 signedEdges onSide(filterEdges edges, sideband side) {
   return side == sideband::upper ? signedEdges{edges.low, edges.high} : signedEdges{-edges.high, -edges.low};
 }
+
+std::string stationMode::filterText(filterEdges edges) const { return fmt::format("{:>5}..{:<5}", edges.low, edges.high); }
 
 modDemod* speechMode::create() {
   ssbModDemod* mode = ssbModDemod_create();

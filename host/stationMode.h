@@ -30,6 +30,7 @@ class stationMode {
   virtual signedEdges receiveEdges(filterEdges edges, sideband side) const { return onSide(edges, side); }
   virtual signedEdges transmitEdges(filterEdges edges, sideband side) const { return onSide(edges, side); }
   virtual std::string name(sideband side) const = 0; // as shown
+  virtual std::string filterText(filterEdges edges) const;
 };
 
 // Single sideband. What is spoken passes within the transmit edges: the mode takes 100 Hz off each end.

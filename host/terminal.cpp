@@ -72,7 +72,11 @@ keyPress terminal::readKey() {
     return {};
   }
   if (c[0] != '\033') return {key::other, c[0]};
-  if (read(STDIN_FILENO, c + 1, 2) != 2 || c[1] != '[') return {};
+  const ssize_t more = read(STDIN_FILENO, c + 1, 2);
+  if (more == 0) return {key::escape, 0};
+  if (more != 2 || c[1] != '[') return {};
+  for (char& last = c[2]; last >= ' ' && last < '@';) // what stands before the letter that ends a longer sequence
+    if (read(STDIN_FILENO, &last, 1) != 1) return {};
   switch (c[2]) {
   case 'A': return {key::up, 0};
   case 'B': return {key::down, 0};

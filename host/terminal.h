@@ -5,7 +5,7 @@
 
 namespace larchhost {
 
-enum class key { none, left, right, up, down, other };
+enum class key { none, left, right, up, down, escape, other };
 
 struct keyPress {
   key code = key::none;

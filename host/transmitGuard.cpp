@@ -9,18 +9,25 @@ transmitGuard::transmitGuard(bool allowed, std::chrono::seconds timeout, timeSou
   keyedAt_ = unkeyedAt_ = changedAt_ = heardAt_ = checkedAt_ = now_();
 }
 
+bool transmitGuard::allow() {
+  note_ = !allowed_ ? "not transmitting: start with --transmit" : ended_ ? "ending" : "";
+  return note_.empty();
+}
+
 bool transmitGuard::press() {
-  if (!allowed_ || ended_) {
-    note_ = allowed_ ? "ending" : "not transmitting: start with --transmit";
-    return false;
-  }
-  note_.clear();
+  if (!allow()) return false;
   keyBy(source::hand);
   return true;
 }
 
+bool transmitGuard::pressForMode() {
+  if (!allow()) return false;
+  keyBy(source::mode);
+  return true;
+}
+
 void transmitGuard::release() {
-  if (byHand()) unkey("");
+  if (byHand() || byMode()) unkey("");
 }
 
 void transmitGuard::wantVox(bool on) {
@@ -37,7 +44,7 @@ void transmitGuard::reportVox(bool on) {
   if (byHand()) return; // an older report: VOX is off while the hand key is down
   if (on && vox_)
     keyBy(source::vox);
-  else if (source_ == source::vox)
+  else if (source_ == source::vox || (!on && byMode()))
     unkey("");
 }
 

@@ -29,9 +29,11 @@ class transmitGuard {
   // The hand key. False: refused, and `note` says why.
   bool press();
   void release();
+  // The host keys for a mode that ends a transmission by itself, as Morse: text, or its own key. Refused as `press`.
+  bool pressForMode();
   void wantVox(bool on); // switching it on is a fresh press
 
-  void reportVox(bool on);   // the transceiver's ptt, as VOX has set it
+  void reportVox(bool on);   // the transceiver's ptt, as VOX or the mode has set it
   void reportOnAir(bool on); // the radio's ptt
   void reportSignal();       // the signal level came, each 192 ms of stream
   void reportFrame();        // anything else came: the stream goes on
@@ -41,6 +43,7 @@ class transmitGuard {
   bool allowed() const { return allowed_; }
   bool keyed() const { return source_ != source::none; }
   bool byHand() const { return source_ == source::hand; }
+  bool byMode() const { return source_ == source::mode; }
   bool voxWanted() const { return vox_; }
   bool voxActive() const { return vox_ && source_ != source::hand; } // the hand key suspends it: a quiet microphone would unkey
   bool onAir() const { return onAir_; }
@@ -50,7 +53,8 @@ class transmitGuard {
   const std::string& note() const { return note_; } // why a key was refused or a transmission ended; empty after a good press
 
  private:
-  enum class source { none, hand, vox };
+  enum class source { none, hand, vox, mode };
+  bool allow();
   void keyBy(source s);
   void unkey(const std::string& why);
 

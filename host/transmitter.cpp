@@ -54,7 +54,8 @@ void transmitter::attach(vtrx* handle) {
   handle_ = handle;
   vtrx_bindptt(handle, [](bool on) {
     if (!only) return;
-    only->commandedKey_ = on; // VOX has set it
+    // VOX has set it. A mode has, too, but the key may have been commanded again since: the command to end it settles that.
+    if (on || !only->guard_.byMode()) only->commandedKey_ = on;
     only->guard_.reportVox(on);
   });
   vtrx_bindmicLevel(handle, [](double level) {
