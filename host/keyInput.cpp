@@ -79,11 +79,10 @@ std::optional<bool> keyInput::nextOfDevice() {
 // False when no whole record waits.
 bool keyInput::readRecord() {
   if (filled_ == record_.size()) filled_ = 0;
-  const ssize_t n = read(file_, record_.data() + filled_, record_.size() - filled_);
-  if (n > 0) {
+  ssize_t n = 0;
+  while (filled_ < record_.size() && (n = read(file_, record_.data() + filled_, record_.size() - filled_)) > 0)
     filled_ += static_cast<size_t>(n);
-    return filled_ == record_.size();
-  }
+  if (filled_ == record_.size()) return true;
   if (n < 0 && (errno == EAGAIN || errno == EINTR)) return false;
   gone_ = n < 0; // a FIFO that nobody writes to reads as its end, and begins anew with the next writer
   pressed_.reset();

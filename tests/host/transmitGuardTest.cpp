@@ -49,6 +49,48 @@ TEST_F(transmitGuardTest, aKeyIsDownUntilReleased) {
   EXPECT_FALSE(g.keyed());
 }
 
+TEST_F(transmitGuardTest, aModeIsKeyedOnlyWithPermissionAndEndsByItself) {
+  auto refused = make(false);
+  EXPECT_FALSE(refused.pressForMode());
+  EXPECT_FALSE(refused.keyed());
+  EXPECT_NE(refused.note().find("--transmit"), std::string::npos);
+
+  auto g = make(true);
+  EXPECT_TRUE(g.pressForMode());
+  EXPECT_TRUE(g.byMode());
+  g.reportVox(true); // its own key has raised ptt
+  EXPECT_TRUE(g.byMode());
+  g.reportVox(false);
+  EXPECT_FALSE(g.keyed());
+  EXPECT_EQ(g.note(), "");
+  g.reportVox(true); // late: a ptt that nobody asked for isn't a key
+  EXPECT_FALSE(g.keyed());
+  g.end();
+  EXPECT_FALSE(g.pressForMode());
+}
+
+TEST_F(transmitGuardTest, aModeIsReleasedAndTimedOutAsEveryKey) {
+  auto g = make(true, 10s);
+  EXPECT_TRUE(g.pressForMode());
+  g.release();
+  EXPECT_FALSE(g.keyed());
+  EXPECT_TRUE(g.pressForMode());
+  pass(g, 9s);
+  EXPECT_TRUE(g.pressForMode()); // the next dot doesn't wind the time-out up again
+  pass(g, 1s);
+  EXPECT_FALSE(g.keyed());
+  EXPECT_NE(g.note().find("time-out"), std::string::npos);
+  EXPECT_TRUE(g.pressForMode());
+  EXPECT_EQ(g.note(), "");
+}
+
+TEST_F(transmitGuardTest, theHandKeyIsNotReleasedByTheMode) {
+  auto g = make(true);
+  transmit(g);
+  g.reportVox(false);
+  EXPECT_TRUE(g.byHand());
+}
+
 TEST_F(transmitGuardTest, theTimeOutUnkeysToTheSecond) {
   auto g = make(true, 10s);
   transmit(g);
