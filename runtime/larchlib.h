@@ -965,7 +965,11 @@ LARCH_API void fskModDemod_bindbaud(fskModDemod* h, larch_int32_cb callback);
 LARCH_API void fskModDemod_setbaud(fskModDemod* h, int32_t value);
 
 /* ----------------------------------------------------------------------------------------------------------------------
-   chirpyModDemod: an experimental mode of chirps without settings.
+   chirpyModDemod: an experimental mode without settings. It transmits a test signal, a sweep from 0 to 3000 Hz above the
+   transmit frequency in 85 ms and the same turned by half its length, by turns, at a level of 0.97; the microphone isn't
+   heard. It receives words of 12 bits in such sweeps, 187.5 bits a second, and keeps them to itself: no audio, no event. The
+   receive filter should pass 0 to 3000 Hz. Reception 0.85 s and more after a first transmission leaves 0.16 s of what its two
+   filters saw in chirpud3_9.csv in the system's temporary directory, once for each object: up, down and their difference.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API chirpyModDemod* chirpyModDemod_create(void);
 LARCH_API void chirpyModDemod_release(chirpyModDemod* h);
