@@ -3,30 +3,13 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include "sim/sincKernel.h"
 
 namespace larch::sim {
 
 namespace {
-constexpr int taps = 16, halfTaps = taps / 2;
-constexpr int phases = 256;
-constexpr double kaiserBeta = 8;
-
-double besselI0(double x) {
-  double sum = 1, term = 1;
-  for (int k = 1; k < 60; ++k) {
-    term *= x * x / (4.0 * k * k);
-    sum += term;
-  }
-  return sum;
-}
-
-// windowed sinc at x input samples from its middle; zero crossings at whole numbers
-double kernel(double x) {
-  if (std::fabs(x) >= halfTaps) return 0;
-  const double u = x / halfTaps;
-  const double window = besselI0(kaiserBeta * std::sqrt(1 - u * u)) / besselI0(kaiserBeta);
-  return window * (std::fabs(x) < 1e-9 ? 1 : std::sin(M_PI * x) / (M_PI * x));
-}
+constexpr int halfTaps = sincHalfTaps, taps = 2 * halfTaps;
+constexpr int phases = sincPhases;
 
 using lane = float __attribute__((vector_size(16))); // two complex samples
 constexpr size_t rowLanes = 2 * taps / 4;
@@ -42,7 +25,7 @@ const std::array<kernelRow, phases + 1>& kernelTable() {
     std::array<kernelRow, phases + 1> t{};
     for (int p = 0; p <= phases; ++p)
       for (int k = 0; k < taps; ++k) {
-        const double h = kernel(static_cast<double>(k - halfTaps + 1) - static_cast<double>(p) / phases);
+        const double h = sincKernel(static_cast<double>(k - halfTaps + 1) - static_cast<double>(p) / phases);
         lane& l = t[static_cast<size_t>(p)].tap[k / 2];
         l[k % 2 * 2] = l[k % 2 * 2 + 1] = static_cast<float>(h);
       }
@@ -51,18 +34,6 @@ const std::array<kernelRow, phases + 1>& kernelTable() {
   return table;
 }
 
-// the same kernel by x >= 0, from a table
-double tabledKernel(double x) {
-  static const auto table = [] {
-    std::array<double, halfTaps * phases + 2> t{};
-    for (size_t i = 0; i < t.size(); ++i) t[i] = kernel(static_cast<double>(i) / phases);
-    return t;
-  }();
-  if (x >= halfTaps) return 0;
-  const double place = x * phases;
-  const auto i = static_cast<size_t>(place);
-  return table[i] + (place - static_cast<double>(i)) * (table[i + 1] - table[i]);
-}
 } // namespace
 
 sampledEnvelope::sampledEnvelope(std::vector<std::complex<float>> recording, double rate_Hz)
@@ -132,7 +103,7 @@ void sampledEnvelope::readLimited(const timeGrid& grid, const heardBand& heard, 
     const std::complex<double> turn = std::polar(1 / ratio, -centre_rad * x);
     double re = 0, im = 0, c = turn.real(), s = turn.imag();
     for (int64_t k = 0; k < 2 * reach; ++k, ++x) {
-      const double h = tabledKernel(std::fabs(x) / ratio), a = h * samples[at].real(), b = h * samples[at].imag();
+      const double h = tabledSincKernel(std::fabs(x) / ratio), a = h * samples[at].real(), b = h * samples[at].imag();
       re += a * c - b * s;
       im += a * s + b * c;
       const double t = c * step.real() - s * step.imag();

@@ -1,33 +1,12 @@
 #include "sim/sceneReceiver.h"
 #include <algorithm>
 #include <cmath>
+#include "sim/rotation.h"
 
 namespace larch::sim {
 
 namespace {
-constexpr size_t lanes = 4; // independent rotations side by side: one alone waits for its own products
-
-struct rotation {
-  double re[lanes], im[lanes];
-  double stepRe, stepIm; // of `lanes` samples
-  rotation(std::complex<double> start, std::complex<double> step) {
-    std::complex<double> z = start;
-    for (size_t l = 0; l < lanes; ++l, z *= step) {
-      re[l] = z.real();
-      im[l] = z.imag();
-    }
-    const std::complex<double> two = step * step, four = two * two;
-    stepRe = four.real();
-    stepIm = four.imag();
-  }
-  void advance() {
-    for (size_t l = 0; l < lanes; ++l) {
-      const double t = re[l] * stepRe - im[l] * stepIm;
-      im[l] = re[l] * stepIm + im[l] * stepRe;
-      re[l] = t;
-    }
-  }
-};
+constexpr size_t lanes = rotation::lanes;
 } // namespace
 
 void addRotating(std::complex<double>* out, size_t count, std::complex<double> start, std::complex<double> step) {
