@@ -39,6 +39,21 @@ TEST(sceneReaderTest, readsSignalsAndNoise) {
   EXPECT_EQ(c->signals[2]->describe(), "usb 7100000 Hz -50.0 dBFS one two");
 }
 
+TEST(sceneReaderTest, readsStationsWithAllTheirWords) {
+  const auto c = read("psk 7.0405M -70 mode=qpsk63 text=\"CQ de Q1ABC\" start=1 pause=5 rate_error=-50 drift=0.5\n"
+                      "psk 7.041M -70 text=e\n"
+                      "rtty 7.047M -65 text=\"CQ\" shift=425 baud=50 stop=2 reverse=yes start=1 pause=5\n"
+                      "carrier 7.05M -40 fade=20,0.5\n"
+                      "cw 7.02M -40 text=E fade=10,1,7\n");
+  ASSERT_EQ(c->signals.size(), 5u);
+  EXPECT_EQ(c->signals[0]->describe(), "qpsk63 7040500 Hz -70.0 dBFS \"CQ de Q1ABC\"");
+  EXPECT_GT(c->signals[0]->occupied().high_Hz, -c->signals[0]->occupied().low_Hz); // it drifts
+  EXPECT_EQ(c->signals[1]->describe(), "bpsk31 7041000 Hz -70.0 dBFS \"e\"");
+  EXPECT_EQ(c->signals[2]->describe(), "rtty 7047000 Hz -65.0 dBFS 50 baud shift 425 Hz reverse \"CQ\"");
+  EXPECT_EQ(c->signals[3]->describe(), "carrier 7050000 Hz -40.0 dBFS fading 20 dB 0.5 Hz");
+  EXPECT_EQ(c->signals[4]->describe(), "cw 7020000 Hz -40.0 dBFS 20 wpm \"E\" fading 10 dB 1 Hz");
+}
+
 TEST(sceneReaderTest, readsFilesBesideTheScene) {
   const std::string name = "larchsim-scene-" + std::to_string(getpid()) + ".wav", path = testing::TempDir() + name;
   writeWav(path, 48000, 2, std::vector<float>(200, 0.5F));
@@ -62,6 +77,15 @@ TEST(sceneReaderTest, saysWhereTheMistakeIs) {
   EXPECT_EQ(refusal("usb 7M -60\n"), "scene:1: speech needs file= or text=");
   EXPECT_EQ(refusal("usb 7M -60 text=\"open\n"), "scene:1: a quotation mark is missing");
   EXPECT_EQ(refusal("usb 7M -60 file=/no/such.wav\n"), "scene:1: /no/such.wav: can't be opened");
+  EXPECT_EQ(refusal("psk 7M -60\n"), "scene:1: psk needs text= and a rate_error= up to 100000");
+  EXPECT_EQ(refusal("psk 7M -60 text=e rate_error=-1e6\n"), "scene:1: psk needs text= and a rate_error= up to 100000");
+  EXPECT_EQ(refusal("psk 7M -60 text=e mode=psk31\n"), "scene:1: not understood: mode=psk31");
+  EXPECT_EQ(refusal("rtty 7M -60 text=E baud=0\n"),
+            "scene:1: rtty needs text=, a positive shift= and baud=, and a stop= from 1 on");
+  EXPECT_EQ(refusal("rtty 7M -60 text=E reverse=maybe\n"), "scene:1: not understood: reverse=maybe");
+  EXPECT_EQ(refusal("carrier 7M -60 fade=20\n"), "scene:1: fade needs two numbers and perhaps a seed");
+  EXPECT_EQ(refusal("carrier 7M -60 fade=20,0\n"), "scene:1: fade needs positive numbers");
+  EXPECT_EQ(refusal("carrier 7M -60 fade=20,x\n"), "scene:1: no number: x");
   EXPECT_EQ(refusal("noise\n"), "scene:1: noise needs one level");
 }
 

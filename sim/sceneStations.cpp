@@ -1,0 +1,132 @@
+#include "sim/sceneStations.h"
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <stdexcept>
+#include <fmt/format.h>
+#include "sim/answeringSource.h"
+#include "sim/fadingSource.h"
+#include "sim/morseSource.h"
+#include "sim/pskSource.h"
+#include "sim/recordingSource.h"
+#include "sim/rttySource.h"
+#include "sim/sceneReader.h"
+#include "sim/sceneWords.h"
+#include "sim/speechSource.h"
+#include "sim/speechSynth.h"
+
+namespace larch::sim {
+
+namespace {
+std::string besideScene(const std::string& folder, const std::string& file) {
+  return (std::filesystem::path(folder) / file).string(); // an absolute file stays as it is
+}
+
+std::shared_ptr<speechSource> makeSpeech(double frequency, double level, sideband side, wordSet& set, const std::string& folder) {
+  const std::string file = set.take("file", std::string()), text = set.take("text", std::string());
+  const std::string voice = set.take("voice", std::string("en"));
+  const auto speed = static_cast<int>(std::clamp(set.take("speed", 160.0), 80.0, 450.0));
+  const double pause = set.take("pause", 2.0);
+  if (file.empty() == text.empty()) throw std::runtime_error("speech needs file= or text=");
+  const wavData audio = file.empty() ? speech(text, voice, speed) : readWav(besideScene(folder, file));
+  return std::make_shared<speechSource>(frequency, level, side, audio, pause, file.empty() ? text : file);
+}
+
+// Morse unless the mode is a sideband.
+std::shared_ptr<signalSource> makeAnswer(double frequency, double level, wordSet& set, const std::string& folder) {
+  constexpr double tail_s = 1; // until it listens again
+  const std::string call = set.take("call", std::string()), mode = set.take("mode", std::string("cw"));
+  const double wait = set.take("wait", 1.5);
+  if (call.empty() || wait < 0) throw std::runtime_error("answer needs call= and no negative wait=");
+  if (mode == "usb" || mode == "lsb") {
+    const auto words = makeSpeech(frequency, level, mode == "usb" ? sideband::upper : sideband::lower, set, folder);
+    return std::make_shared<answeringSource>(words, words->period_s(), wait, call);
+  }
+  if (mode != "cw") throw std::runtime_error("not understood: mode=" + mode);
+  morseSource::sending what;
+  what.text = set.take("text", fmt::format("DE {0} {0} GM UR 599 599 = TNX = DE {0} K", call));
+  what.wpm = set.take("wpm", what.wpm);
+  what.pause_s = tail_s;
+  if (what.text.empty() || !(what.wpm > 0)) throw std::runtime_error("answer needs a text and a positive wpm=");
+  const auto words = std::make_shared<morseSource>(frequency, level, what);
+  return std::make_shared<answeringSource>(words, words->period_s(), wait, call);
+}
+
+std::shared_ptr<signalSource> makeMorse(double frequency, double level, wordSet& set) {
+  morseSource::sending what;
+  what.text = set.take("text", std::string());
+  what.wpm = set.take("wpm", what.wpm);
+  what.start_s = set.take("start", what.start_s);
+  what.pause_s = set.take("pause", what.pause_s);
+  what.rampTime_ms = set.take("ramp", what.rampTime_ms);
+  if (what.text.empty() || !(what.wpm > 0)) throw std::runtime_error("cw needs text= and a positive wpm=");
+  return std::make_shared<morseSource>(frequency, level, what);
+}
+
+std::shared_ptr<signalSource> makePsk(double frequency, double level, wordSet& set) {
+  constexpr double worstClock_ppm = 100000;
+  pskSource::sending what;
+  what.text = set.take("text", std::string());
+  what.start_s = set.take("start", what.start_s);
+  what.pause_s = set.take("pause", what.pause_s);
+  what.rateError_ppm = set.take("rate_error", what.rateError_ppm);
+  what.drift_Hz_s = set.take("drift", what.drift_Hz_s);
+  const std::string mode = set.take("mode", std::string("bpsk31"));
+  if (!parsePskMode(mode, what)) throw std::runtime_error("not understood: mode=" + mode);
+  if (what.text.empty() || std::fabs(what.rateError_ppm) > worstClock_ppm)
+    throw std::runtime_error("psk needs text= and a rate_error= up to 100000");
+  return std::make_shared<pskSource>(frequency, level, what);
+}
+
+std::shared_ptr<signalSource> makeRtty(double frequency, double level, wordSet& set) {
+  rttySource::sending what;
+  what.text = set.take("text", std::string());
+  what.shift_Hz = set.take("shift", what.shift_Hz);
+  what.baud = set.take("baud", what.baud);
+  what.stopBits = set.take("stop", what.stopBits);
+  what.reverse = set.takeYes("reverse");
+  what.start_s = set.take("start", what.start_s);
+  what.pause_s = set.take("pause", what.pause_s);
+  if (what.text.empty() || !(what.shift_Hz > 0) || !(what.baud > 0) || !(what.stopBits >= 1))
+    throw std::runtime_error("rtty needs text=, a positive shift= and baud=, and a stop= from 1 on");
+  return std::make_shared<rttySource>(frequency, level, what);
+}
+
+std::shared_ptr<signalSource> makeKind(const std::string& kind, double frequency, double level, wordSet& set,
+                                       const std::string& folder) {
+  if (kind == "carrier") return std::make_shared<carrierSource>(frequency, level, set.take("phase", 0.0) * M_PI / 180);
+  if (kind == "cw") return makeMorse(frequency, level, set);
+  if (kind == "usb") return makeSpeech(frequency, level, sideband::upper, set, folder);
+  if (kind == "lsb") return makeSpeech(frequency, level, sideband::lower, set, folder);
+  if (kind == "psk") return makePsk(frequency, level, set);
+  if (kind == "rtty") return makeRtty(frequency, level, set);
+  if (kind == "answer") return makeAnswer(frequency, level, set, folder);
+  if (kind != "iq") throw std::runtime_error("not understood: " + kind);
+  const std::string file = set.take("file", std::string()), mirrored = set.take("mirrored", std::string("no"));
+  if (file.empty()) throw std::runtime_error("iq needs file=");
+  return std::make_shared<recordingSource>(frequency, level, readWav(besideScene(folder, file)), mirrored == "yes", file);
+}
+
+// depth in dB, fades a second, and perhaps a seed: the frequency's number if not
+std::shared_ptr<signalSource> makeFading(std::shared_ptr<signalSource> signal, const std::string& words) {
+  const auto parts = splitAtCommas(words);
+  if (parts.size() != 2 && parts.size() != 3) throw std::runtime_error("fade needs two numbers and perhaps a seed");
+  const double depth_dB = parseNumber(parts[0]), rate_Hz = parseNumber(parts[1]);
+  const double seed = parts.size() == 3 ? parseNumber(parts[2]) : std::round(signal->frequency_Hz());
+  if (!(depth_dB > 0) || !(rate_Hz > 0) || !(seed >= 0)) throw std::runtime_error("fade needs positive numbers");
+  return std::make_shared<fadingSource>(std::move(signal), depth_dB, rate_Hz, static_cast<uint64_t>(seed));
+}
+} // namespace
+
+std::shared_ptr<const signalSource> makeSignal(const std::vector<std::string>& words, const std::string& folder) {
+  if (words.size() < 3) throw std::runtime_error("a signal needs a frequency and a level");
+  const double frequency = parseFrequency_Hz(words[1]), level = parseNumber(words[2]);
+  wordSet set(words, 3);
+  std::shared_ptr<signalSource> made = makeKind(words[0], frequency, level, set, folder);
+  const std::string fade = set.take("fade", std::string());
+  if (!fade.empty()) made = makeFading(std::move(made), fade);
+  set.finish();
+  return made;
+}
+
+} // namespace larch::sim
