@@ -45,6 +45,7 @@ int cwCommand(const cwOptions& options) {
   auto key = options.key.empty() ? nullptr : std::make_unique<keyInput>(options.key);
   cwSession session(options, sending, chooseStation(options.receive, audioName), first, *mode, std::move(key), audioName);
   const int status = session.run();
+  session.printRest();
   return session.incomplete() ? failure : status;
 }
 

@@ -77,8 +77,7 @@ void cwSession::sendScript() {
 
 void cwSession::readKeyDevice() {
   if (!key_) return;
-  while (const auto down = key_->next())
-    if (running()) moveKey(*down);
+  while (const auto down = key_->next()) moveKey(*down);
   if (key_->gone() && !toldGone_) {
     toldGone_ = true;
     hint_ = fmt::format("the key {} has gone", key_->name());
@@ -221,14 +220,21 @@ void cwSession::tellNote() {
 }
 
 void cwSession::printText() {
-  const auto now = clock::now();
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - started_).count();
-  if (const auto line = received_.takeLine(now))
-    printLine(stdout, fmt::format("{:4} s  {:3.0f} wpm  {}", seconds, mode_.receivedSpeed(), *line));
+  if (const auto line = received_.takeLine(clock::now())) printReceived(*line);
   if (sent_.empty() || sender_.guard().keyed()) return;
   std::erase(sent_, sendLine::endSign);
-  if (!sent_.empty()) printLine(stdout, fmt::format("{:4} s  sent     {}", seconds, sent_));
+  if (!sent_.empty()) printLine(stdout, fmt::format("{:4} s  sent     {}", seconds(), sent_));
   sent_.clear();
+}
+
+void cwSession::printReceived(const std::string& line) const {
+  printLine(stdout, fmt::format("{:4} s  {:3.0f} wpm  {}", seconds(), mode_.receivedSpeed(), line));
+}
+
+int64_t cwSession::seconds() const { return std::chrono::duration_cast<std::chrono::seconds>(clock::now() - started_).count(); }
+
+void cwSession::printRest() {
+  if (const std::string line = received_.takeRest(); !line.empty()) printReceived(line);
 }
 
 std::string cwSession::state() const {

@@ -15,6 +15,7 @@ class cwSession : public receiveSession {
   cwSession(const cwOptions& options, const transmitSettings& sending, const stationSettings& settings, const receiver& first,
             cwMode& mode, std::unique_ptr<keyInput> key, const std::string& audioName);
   bool incomplete() const { return incomplete_; } // a text that was to be sent at once didn't go out whole
+  void printRest();                               // what has been received and not printed yet
 
  protected:
   void polled() override;
@@ -42,6 +43,8 @@ class cwSession : public receiveSession {
   void changeWidth(int32_t by);
   void tellNote();
   void printText();
+  void printReceived(const std::string& line) const;
+  int64_t seconds() const; // since the start
   std::string state() const;
   std::string sendText(size_t room) const;
 

@@ -10,7 +10,7 @@ namespace larchhost {
 class cwText {
  public:
   using clock = std::chrono::steady_clock;
-  static constexpr size_t lineLength = 40;
+  static constexpr size_t lineLength = 24;
   static constexpr std::chrono::seconds pause{1};
 
   void add(const std::string& text, clock::time_point now);
