@@ -1,4 +1,5 @@
 #include "transceiver/noiseStage.h"
+#include "tests/support/allocationCounter.h"
 #include "tests/transceiver/chainTesting.h"
 #include <gtest/gtest.h>
 #include <random>
@@ -79,6 +80,16 @@ TEST(noiseStageTest, otherLengthsPassThroughTheFrameAsADelay) {
       EXPECT_EQ(overruns, 4) << "every ninth block finds the frame full";
     }
   }
+}
+
+TEST(noiseStageTest, onlyTheFirstBlockTakesMemory) {
+  noiseStage stage;
+  const buff<float> whole(512, 0.01f), wide(64, 0.01f);
+  stage.process(whole, 80.0);
+  const int64_t before = allocationsOfThisThread();
+  for (int i = 0; i < 50; i++) stage.process(whole, 80.0);
+  for (int i = 0; i < 8; i++) stage.process(wide, 80.0); // the ninth would print a line
+  EXPECT_EQ(allocationsOfThisThread() - before, 0);
 }
 
 TEST(noiseStageTest, emptyBlockDoesNothing) {
