@@ -145,6 +145,45 @@ TEST_F(PskModDemodSignalTest, theFrequenciesFollowTheSignalAndTheHostIsTold) {
   for (size_t i = 60; i < 66; i++) EXPECT_NEAR(detector(i).frequency(), 1504, 3) << i; // all primaries go along
 }
 
+// A model that takes the detectors in the order of the list: those behind the primary one hear the same block at the frequency
+// that it has found.
+TEST_F(PskModDemodSignalTest, theDetectorsRunInOrder) {
+  for (const size_t primary : {60u, 63u, 14u}) {
+    const auto fresh = keptByCore(std::make_shared<PskModDemod>(g.group));
+    fresh->primaryDetector.set(static_cast<int32_t>(primary));
+    for (const auto& row : fresh->dets.items) row->activity.set(1000); // the scanner has its limit then, and moves nothing
+    std::vector<CPSKDet> model;
+    for (const auto& row : fresh->dets.items) model.push_back(row->detector);
+    pskInputScale scale;
+    int32_t rxFrequency = 1500, changes = 0;
+    pskSignal s;
+    s.mode = static_cast<int32_t>(model[primary].detectMode);
+    s.drift = 1;
+    const auto sound = samplesOf(s, turnsOf(s, "in order"));
+    for (size_t at = 0; at + 512 <= sound.size(); at += 512) {
+      std::vector<double> block;
+      cbuff samples(512 * 6);
+      for (size_t n = 0; n < 512; n++) {
+        block.push_back(scale.scaled(sound[at + n]));
+        for (size_t k = 0; k < 6; k++) samples.data[6 * n + k] = sound[at + n];
+      }
+      fresh->demodulate(samples);
+      for (size_t i = 0; i < model.size(); i++) {
+        char out[CPSKDet::maxCharacters];
+        model[i].processBlock(block.data(), 512, out);
+        if (i != primary || model[i].afc.rxFrequency == rxFrequency) continue;
+        rxFrequency = model[i].afc.rxFrequency;
+        changes++;
+        for (size_t j = 60; j < 66; j++) model[j].setRxFrequency(rxFrequency);
+      }
+      ASSERT_EQ(fresh->rxFreq.value, rxFrequency) << primary << ' ' << at;
+      for (size_t i = 60; i < 66; i++)
+        ASSERT_NEAR(std::cos(fresh->dets.items[i]->detector.ncoPhase - model[i].ncoPhase), 1, 1e-6) << primary << ' ' << i;
+    }
+    EXPECT_GT(changes, 2) << primary;
+  }
+}
+
 TEST_F(PskModDemodSignalTest, theHostTunesAllPrimaryDetectors) {
   mode->rxFreq.set(1000);
   for (size_t i = 60; i < 66; i++) EXPECT_EQ(detector(i).frequency(), 1000) << i;
