@@ -1,6 +1,7 @@
 // The sub-commands: each returns the program's exit status and prints what a person needs.
 #pragma once
 #include "host/station.h"
+#include "host/voiceModes.h"
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,7 +22,8 @@ struct listenOptions {
   std::string frequency;         // text as typed
   std::vector<std::string> also; // further receivers, FREQ or FREQ:MODE
   std::string mode = "usb";
-  std::string rate = "192k";
+  voiceSettings voice;
+  std::string rate;   // empty: 192k, or what a mode needs
   std::string filter; // LOW:HIGH
   std::optional<int32_t> gain_dB;
   std::string audio;         // device id, part of a name, "none"; empty: the system's default
@@ -39,7 +41,6 @@ struct talkOptions {
   int32_t drive = 0;
   bool vox = false, delay = false, twoTone = false, noAmplifier = false, radioKeys = false;
   double voxThreshold = 0.2, voxHold_s = 0.5;
-  double compression = 1;
   std::string equaliser; // file, or points
   std::string filter = "300:2700";
   int32_t offset_Hz = 0;
@@ -74,5 +75,6 @@ stationSettings chooseRadio(const radioChoice& choice);
 // What a command that receives needs: the first receiver, and the radio, which is announced on stdout. They throw alike.
 receiver chooseReceiver(const listenOptions& options, std::string& audioName);
 stationSettings chooseStation(const listenOptions& options, const std::string& audioName);
+int32_t chooseRate(const listenOptions& options); // Hz
 
 } // namespace larchhost

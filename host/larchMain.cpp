@@ -40,7 +40,7 @@ void addRadioOptions(CLI::App& command, radioChoice& radio) {
 void addReceiveOptions(CLI::App& command, listenOptions& o) {
   addRadioOptions(command, o.radio);
   command.add_option("--freq", o.frequency, "frequency: 7.074M, 7074k or 7074000")->required();
-  command.add_option("--rate", o.rate, "sample rate of the receivers: 48k, 96k, 192k, 384k")->capture_default_str();
+  command.add_option("--rate", o.rate, "sample rate of the receivers: 48k, 96k, 192k, 384k; 192k if not given, 384k with fm");
   command.add_option("--gain", o.gain_dB, "receive gain in dB, within the board's limits");
   command.add_option("--audio", o.audio, "sound output: id, part of its name, or none (larch devices)");
   command.add_option("--seconds", o.seconds, "stop after this time")->check(CLI::NonNegativeNumber);
@@ -53,9 +53,11 @@ void addReceiveOptions(CLI::App& command, listenOptions& o) {
 }
 
 void addSpeechOptions(CLI::App& command, listenOptions& o) {
-  command.add_option("--mode", o.mode, "usb or lsb")->capture_default_str();
+  command.add_option("--mode", o.mode, "usb, lsb, am, nfm or fm")->capture_default_str();
   command.add_option("--filter", o.filter, "channel filter LOW:HIGH in Hz from the carrier");
   command.add_option("--also", o.also, "a further receiver at FREQ or FREQ:MODE; may be given again")->type_name("FREQ[:MODE]");
+  command.add_option("--deviation", o.voice.deviation_Hz, "peak deviation in Hz of nfm (2500) or, from 12000 on, of fm (75000)")
+      ->check(CLI::Range(500.0, 100000.0));
 }
 
 CLI::App* addListen(CLI::App& app, listenOptions& o) {
@@ -66,7 +68,7 @@ CLI::App* addListen(CLI::App& app, listenOptions& o) {
 }
 
 CLI::App* addTalk(CLI::App& app, talkOptions& o) {
-  CLI::App* talk = app.add_subcommand("talk", "receive, and transmit speech on single sideband");
+  CLI::App* talk = app.add_subcommand("talk", "receive, and transmit speech");
   addReceiveOptions(*talk, o.receive);
   addSpeechOptions(*talk, o.receive);
   talk->add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
@@ -85,11 +87,14 @@ CLI::App* addTalk(CLI::App& app, talkOptions& o) {
       ->check(CLI::Range(0.0, 60.0))
       ->capture_default_str();
   talk->add_flag("--delay", o.delay, "record five seconds of the microphone, then send them over and over");
-  talk->add_option("--compression", o.compression, "speech drive into the clipper")
+  talk->add_option("--compression", o.receive.voice.compression, "speech drive into the clipper")
       ->check(CLI::Range(0.0, 100.0))
       ->capture_default_str();
+  talk->add_option("--ctcss", o.receive.voice.ctcss_Hz, "tone in Hz under the speech of nfm and fm")
+      ->check(CLI::Range(67.0, 254.1));
   talk->add_option("--eq", o.equaliser, "microphone equaliser: a file, or up to nine points HZ:GAIN,HZ:GAIN,...");
-  talk->add_option("--tx-filter", o.filter, "LOW:HIGH of the speech sent, in Hz from the carrier")->capture_default_str();
+  talk->add_option("--tx-filter", o.filter, "LOW:HIGH of the speech sent on usb and lsb, in Hz from the carrier")
+      ->capture_default_str();
   talk->add_option("--tx-offset", o.offset_Hz, "Hz added to the transmit frequency")->check(CLI::Range(-10000000, 10000000));
   talk->add_flag("--two-tone", o.twoTone, "send two tones in place of speech");
   talk->add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");

@@ -3,24 +3,62 @@
 #include "host/optionValues.h"
 #include "host/receiveSession.h"
 #include "host/textValues.h"
+#include <algorithm>
 #include <fmt/format.h>
+#include <stdexcept>
 
 namespace larchhost {
+namespace {
+
+constexpr int32_t usualRate = 192000;
+
+voice chooseVoice(const listenOptions& options) {
+  const voice v = needVoice(options.mode);
+  const double wanted = options.voice.deviation_Hz.value_or(0);
+  if (v == voice::nfm && wanted >= frequencyMode::wideFrom)
+    throw std::runtime_error(fmt::format("a deviation of {} Hz is --mode fm", wanted));
+  if (v == voice::fm && wanted > 0 && wanted < frequencyMode::wideFrom)
+    throw std::runtime_error(fmt::format("a deviation of {} Hz is --mode nfm", wanted));
+  return v;
+}
+
+filterEdges chooseFilter(const std::string& text, const stationMode& mode) {
+  const filterEdges edges = needFilter(text, std::max(mode.widestFilter(), widestChannel));
+  return onOneSide(*mode.spoken(sideband::upper)) ? edges : filterEdges{0, edges.high};
+}
+
+std::optional<voice> furtherVoice(const std::string& text) {
+  const size_t colon = text.find(':');
+  if (colon == std::string::npos) return {};
+  return needVoice(text.substr(colon + 1));
+}
+
+} // namespace
+
+int32_t chooseRate(const listenOptions& options) {
+  if (!options.rate.empty()) return needRate(options.rate);
+  int32_t rate = std::max(usualRate, neededRate(needVoice(options.mode)));
+  for (const auto& text : options.also)
+    if (const auto v = furtherVoice(text)) rate = std::max(rate, neededRate(*v));
+  return rate;
+}
 
 receiver chooseReceiver(const listenOptions& options, std::string& audioName) {
   receiver first;
   first.frequency = needFrequency(options.frequency);
-  first.side = needSide(options.mode);
-  if (!options.filter.empty()) first.filter = needFilter(options.filter);
-  needRate(options.rate);
+  const voice v = chooseVoice(options);
+  first.mode = makeMode(v, options.voice);
+  first.side = sideOf(v);
+  first.filter = options.filter.empty() ? receptionFilter(v, options.voice) : chooseFilter(options.filter, *first.mode);
   for (const auto& text : options.also) needFrequency(text.substr(0, text.find(':')));
+  chooseRate(options);
   first.audioDevice = chooseOutput(options.audio, audioName);
   return first;
 }
 
 stationSettings chooseStation(const listenOptions& options, const std::string& audioName) {
   stationSettings settings = chooseRadio(options.radio);
-  settings.rate = needRate(options.rate);
+  settings.rate = chooseRate(options);
   settings.transverter = options.transverter_Hz;
   if (options.gain_dB) settings.gain_dB = *options.gain_dB;
   printLine(stdout, fmt::format("{} at {}: clock {} Hz, {} receivers, gain {} dB, {} samples/s, audio: {}", settings.board.name,

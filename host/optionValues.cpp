@@ -41,10 +41,10 @@ std::string readPoints(const std::string& path) {
 
 } // namespace
 
-sideband needSide(const std::string& text) {
-  if (text == "usb") return sideband::upper;
-  if (text == "lsb") return sideband::lower;
-  refuse(fmt::format("unknown mode '{}': usb or lsb", text));
+voice needVoice(const std::string& text) {
+  const auto v = parseVoice(text);
+  if (!v) refuse(fmt::format("unknown mode '{}': usb, lsb, am, nfm or fm", text));
+  return *v;
 }
 
 int32_t needFrequency(const std::string& text) {
@@ -53,8 +53,8 @@ int32_t needFrequency(const std::string& text) {
   return *frequency;
 }
 
-filterEdges needFilter(const std::string& text) {
-  const auto edges = parseFilter(text);
+filterEdges needFilter(const std::string& text, int32_t widest) {
+  const auto edges = parseFilter(text, widest);
   if (!edges) refuse(fmt::format("'{}' is no filter (200:2900, in Hz)", text));
   const auto [low, high] = std::minmax({std::abs(edges->first), std::abs(edges->second)});
   return {low, high};

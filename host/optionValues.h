@@ -1,6 +1,7 @@
 // Options as typed, turned into what the station takes; each throws std::runtime_error with a text for a person.
 #pragma once
-#include "host/stationMode.h"
+#include "host/textValues.h"
+#include "host/voiceModes.h"
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -8,9 +9,9 @@
 
 namespace larchhost {
 
-sideband needSide(const std::string& text); // "usb" or "lsb"
+voice needVoice(const std::string& text);
 int32_t needFrequency(const std::string& text);
-filterEdges needFilter(const std::string& text);
+filterEdges needFilter(const std::string& text, int32_t widest = widestChannel);
 int32_t needRate(const std::string& text);
 
 // The id of a sound device of the library's list, and how it is shown; an empty text is the system's default.

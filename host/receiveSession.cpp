@@ -16,8 +16,8 @@ namespace {
 constexpr std::chrono::milliseconds pollPause{4}, picturePause{100}, linePause{1000};
 constexpr std::chrono::seconds silenceBeforeWarning{2};
 constexpr int32_t steps[] = {10, 100, 500, 1000, 5000, 10000, 100000};
-constexpr int32_t filterStep = 100, narrowest = 100, widest = 20000; // Hz
-constexpr double peakAbove_dB = 15, peakApart = 300;                 // Hz
+constexpr int32_t filterStep = 100, wideFilterStep = 5000, narrowest = 100; // Hz
+constexpr double peakAbove_dB = 15, peakApart = 300;                        // Hz
 constexpr size_t peaksShown = 4;
 constexpr double deepestZoom = 64;
 constexpr double recordedRate = 48000;
@@ -28,19 +28,25 @@ bool unicodeTerminal() {
   return false;
 }
 
+// What a mode that isn't spoken in comes nearest to.
+voice spokenBy(const receiver& r) { return r.mode->spoken(r.side).value_or(r.side == sideband::upper ? voice::usb : voice::lsb); }
+
 } // namespace
 
 receiveSession::receiveSession(const listenOptions& options, const stationSettings& settings, const receiver& first,
                                std::string audioName)
     : options_(options), unicode_(unicodeTerminal()), view_(terminal::trueColour(), unicode_), station_(settings),
-      step_(steps[1]), zoom_(options.zoom), audioName_(std::move(audioName)) {
+      firstVoice_(spokenBy(first)), firstFilter_(first.filter), step_(steps[1]), zoom_(options.zoom),
+      audioName_(std::move(audioName)) {
   shown_.push_back(station_.add(first));
   for (const auto& text : options.also) {
     const size_t colon = text.find(':');
     receiver r = first;
     r.frequency = needFrequency(text.substr(0, colon));
-    if (colon != std::string::npos) r.side = needSide(text.substr(colon + 1));
-    r.mode = nullptr;
+    const voice v = colon == std::string::npos ? firstVoice_ : needVoice(text.substr(colon + 1));
+    r.side = sideOf(v);
+    r.filter = filterFor(v);
+    r.mode = makeMode(v, options.voice);
     r.muted = true; // one ear
     shown_.push_back(station_.add(r));
   }
@@ -134,7 +140,7 @@ void receiveSession::showPicture() {
 std::vector<std::string> receiveSession::statusLines(int) const { return {}; }
 
 std::string receiveSession::keysText() const {
-  return "arrows tune/step  m sideband  [ ] filter  - + gain  z Z zoom  space mute  tab next  q quit";
+  return "arrows tune/step  m mode  [ ] filter  - + gain  z Z zoom  space mute  tab next  q quit";
 }
 
 std::chrono::milliseconds receiveSession::pause() const { return pollPause; }
@@ -144,7 +150,7 @@ void receiveSession::showLine() const {
   std::string line = fmt::format("{:4} s", seconds);
   for (const receiver* r : shown_)
     line += fmt::format("  {} {} {:.1f} dBm {}{}", frequencyText(r->frequency), r->mode->name(r->side), r->signal_dBm,
-                        sMeterText(r->signal_dBm), r->bandwidthSufficient ? "" : " rate too low");
+                        sMeterText(r->signal_dBm), rateWarning(*r));
   line += fmt::format("  ADC {:.1f} dBFS{}  breaks {}", station_.adcPeak_dBFS(), station_.adcOverload() ? " OVERLOAD" : "",
                       station_.sequenceBreaks());
   line += statusText();
@@ -162,15 +168,16 @@ void receiveSession::pressReceiver(const keyPress& k) {
   if (k.code == key::up || k.code == key::down) changeStep(k.code == key::up ? 1 : -1);
   if (k.code != key::other) return;
   filterEdges f = r.filter;
+  const int32_t widest = r.mode->widestFilter(), step = widest > widestChannel ? wideFilterStep : filterStep;
   switch (k.character) {
   case 'q': quit_ = true; break;
-  case 'm': station_.setSide(r, r.side == sideband::upper ? sideband::lower : sideband::upper); break;
+  case 'm': changeVoice(r); break;
   case '[':
-    f.high = std::max(f.high - filterStep, f.low + narrowest);
+    f.high = std::max(f.high - step, f.low + narrowest);
     station_.setFilter(r, f);
     break;
   case ']':
-    f.high = std::min(f.high + filterStep, widest);
+    f.high = std::min(f.high + step, widest);
     station_.setFilter(r, f);
     break;
   case '-': station_.setGain(station_.settings().gain_dB - 1); break;
@@ -185,6 +192,24 @@ void receiveSession::pressReceiver(const keyPress& k) {
   case 'Z': zoomTo(zoom_ / 2); break;
   default: break;
   }
+}
+
+// What was asked for holds for the mode that it was asked for with.
+filterEdges receiveSession::filterFor(voice v) const {
+  const bool same = v == firstVoice_ || (onOneSide(v) && onOneSide(firstVoice_));
+  return same ? firstFilter_ : receptionFilter(v, options_.voice);
+}
+
+bool receiveSession::offers(voice v) const { return neededRate(v) <= station_.settings().rate; }
+
+void receiveSession::changeVoice(receiver& r) {
+  const bool coming = r.coming.demodulator;
+  const auto now = coming ? r.coming.mode->spoken(r.coming.side) : r.mode->spoken(r.side);
+  const auto next = [&](voice v) { return voices[(static_cast<size_t>(v) + 1) % std::size(voices)]; };
+  voice v = now ? next(*now) : spokenBy(r) == voice::usb ? voice::lsb : voice::usb;
+  while (now && !offers(v)) v = next(v);
+  if (!coming && onOneSide(v) && onOneSide(now.value_or(v))) return station_.setSide(r, sideOf(v));
+  station_.setMode(r, makeMode(v, options_.voice), sideOf(v), filterFor(v));
 }
 
 void receiveSession::tune(receiver& r, int32_t frequency) {

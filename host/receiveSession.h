@@ -34,6 +34,7 @@ class receiveSession {
   virtual std::string keysText() const;
   virtual bool saysLines() const { return true; }  // a line each second without a terminal
   virtual std::chrono::milliseconds pause() const; // between two polls
+  virtual bool offers(voice v) const;              // to the key that changes the mode
 
   station& radio() { return station_; }
   const station& radio() const { return station_; }
@@ -53,6 +54,8 @@ class receiveSession {
   void showLine() const;
   void pressReceiver(const keyPress& k);
   void tune(receiver& r, int32_t frequency);
+  void changeVoice(receiver& r);
+  filterEdges filterFor(voice v) const;
   void changeStep(int by);
   void zoomTo(double zoom);
   int finish();
@@ -65,6 +68,8 @@ class receiveSession {
   station station_;
   std::vector<receiver*> shown_;
   receiver* recording_ = nullptr;
+  const voice firstVoice_; // of the first receiver, as it was chosen
+  const filterEdges firstFilter_;
   size_t selected_ = 0;
   int32_t step_;
   double zoom_;

@@ -35,6 +35,10 @@ std::string axis(double low, double high, int columns) {
 
 } // namespace
 
+std::string rateWarning(const receiver& r) {
+  return r.bandwidthSufficient ? "" : fmt::format(" rate too low: --rate {}", rateText(r.mode->rate()));
+}
+
 std::string sMeterText(double level_dBm) {
   if (level_dBm > s9_dBm + 0.5) return fmt::format("S9+{:.0f}", level_dBm - s9_dBm);
   return fmt::format("S{:.0f}", std::clamp(9 + std::floor((level_dBm - s9_dBm) / sUnit_dB + 0.5), 0.0, 9.0));
@@ -120,7 +124,7 @@ std::string screen::draw(const screenState& state, const std::vector<double>& le
     out += text.substr(0, static_cast<size_t>(columns));
     if (room > 4) out += sMeterBar(r.signal_dBm, std::min(room, 40), unicode_);
     if (r.muted) out += " muted";
-    if (!r.bandwidthSufficient) out += " rate too low";
+    out += rateWarning(r);
     out += endLine;
   }
   for (const auto& text : state.further) out += text + endLine;

@@ -36,6 +36,8 @@ class screen {
   std::deque<std::vector<double>> waterfall_; // newest first
 };
 
+// Empty while the radio's rate is enough for the mode.
+std::string rateWarning(const receiver& r);
 // "S9+12" for -61 dBm; S9 is -73 dBm and an S-unit 6 dB.
 std::string sMeterText(double level_dBm);
 // A bar of `width` characters, lit from the left by a share of 0 to 1; NaN is 0.

@@ -7,7 +7,7 @@
 namespace larchhost {
 namespace {
 
-constexpr int32_t noAudio = -1;
+constexpr int32_t noAudio = -1, slowestRate = 48000;
 constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000};
 
 asyncObject* base(void* handle) { return static_cast<asyncObject*>(handle); }
@@ -48,12 +48,13 @@ station::~station() {
   endTransmission();
   Radio_stop(asRadio(radio_));
   for (auto& r : receivers_) {
+    dropComing(*r);
     if (!r->handle) continue;
     vtrx_bindnewSpectrum(r->handle, [](floatArray* frame, double, double, int32_t) { floatArray_delete(frame); });
-    r->mode->detach(r->demodulator);
+    if (r->demodulator) r->mode->detach(r->demodulator);
     vtrx_remove(r->handle);
     vtrx_release(r->handle);
-    modDemod_release(r->demodulator);
+    if (r->demodulator) modDemod_release(r->demodulator);
   }
   const auto end = std::chrono::steady_clock::now() + longestEnd;
   while (objectsAlive_ > 0 && std::chrono::steady_clock::now() < end) {
@@ -83,7 +84,7 @@ transmitter& station::addTransmitter(receiver& r, const transmitSettings& settin
 void station::start() {
   // each transceiver reports itself by the poll and is configured then; the radio starts with all of them in place
   const auto end = std::chrono::steady_clock::now() + longestEnd;
-  while (adopted_ < receivers_.size() && std::chrono::steady_clock::now() < end) {
+  while (started_ < receivers_.size() && std::chrono::steady_clock::now() < end) {
     poll();
     std::this_thread::sleep_for(pollPause);
   }
@@ -93,6 +94,7 @@ void station::start() {
 void station::poll() {
   getUpdates();
   getRenderUpdates();
+  changeModes();
   if (transmitter_) transmitter_->update();
 }
 
@@ -147,7 +149,8 @@ template <size_t n> void station::bindReceiver(vtrx* handle) {
 
 void station::takeSignal(receiver& r, double level) {
   r.signal_dBm = level;
-  if (&r == transmitting_) transmitter_->guard().reportSignal();
+  // the level comes each 18 blocks of the channel, and the guard counts by those of 48 kHz
+  if (&r == transmitting_ && r.reports++ % (r.mode->rate() / slowestRate) == 0) transmitter_->guard().reportSignal();
 }
 
 // A point shows what lies one bin of the receiver's stream above its frequency; the trace has it where it belongs.
@@ -161,21 +164,59 @@ void station::takeFrame(receiver& r, floatArray* frame, double low, double high)
 }
 
 void station::configure(receiver& r) {
-  r.demodulator = r.mode->create();
-  asyncObject_bindDeleted(base(r.demodulator), ignoreEnd);
-  vtrx_setModulation(r.handle, r.demodulator);
-  showFilter(r);
   vtrx_setforegroundDisplay(r.handle, !r.silent);
   if (r.silent)
     vtrx_setaudioOutput(r.handle, noAudio);
   else if (r.audioDevice >= noAudio)
     vtrx_setaudioOutput(r.handle, r.audioDevice);
   vtrx_setmuted(r.handle, r.muted);
-  if (&r == transmitting_) {
-    transmitter_->attach(r.handle);
-    showTransmitFilter();
+  if (&r == transmitting_) transmitter_->attach(r.handle);
+  setMode(r, r.mode, r.side, r.filter);
+}
+
+void station::setMode(receiver& r, std::shared_ptr<stationMode> mode, sideband side, filterEdges filter) {
+  dropComing(r);
+  modDemod* made = mode->create();
+  r.coming = {std::move(mode), side, filter, made, ++tickets_};
+  asyncObject_bindDeleted(base(made), ignoreEnd);
+  asyncObject_bindEcho(base(made), [](int32_t ticket) { only ? only->takeEcho(ticket) : void(); });
+  asyncObject_Ping(base(made), tickets_);
+}
+
+void station::dropComing(receiver& r) {
+  if (!r.coming.demodulator) return;
+  r.coming.mode->detach(r.coming.demodulator);
+  modDemod_release(r.coming.demodulator);
+  r.coming = {};
+}
+
+void station::takeEcho(int32_t ticket) {
+  for (auto& r : receivers_)
+    if (r->coming.ticket == ticket) r->coming.ready = true;
+}
+
+void station::changeModes() {
+  for (auto& r : receivers_)
+    if (r->coming.ready && !(r.get() == transmitting_ && transmitter_->guard().keyed())) useMode(*r);
+}
+
+void station::useMode(receiver& r) {
+  modDemod* before = r.demodulator;
+  if (before) r.mode->detach(before);
+  r.mode = std::move(r.coming.mode);
+  r.side = r.coming.side;
+  r.filter = r.coming.filter;
+  r.demodulator = r.coming.demodulator;
+  r.coming = {};
+  vtrx_setModulation(r.handle, r.demodulator);
+  showFilter(r);
+  if (&r == transmitting_) showTransmitFilter();
+  if (before) {
+    modDemod_release(before);
+  } else {
+    vtrx_start(r.handle);
+    started_++;
   }
-  vtrx_start(r.handle);
 }
 
 void station::showFilter(receiver& r) {

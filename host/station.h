@@ -12,6 +12,16 @@
 
 namespace larchhost {
 
+// A mode on its way to a transceiver: its settings run on a group of their own, and the filters are designed by them.
+struct comingMode {
+  std::shared_ptr<stationMode> mode;
+  sideband side;
+  filterEdges filter;
+  modDemod* demodulator = nullptr; // null: none is on its way
+  int32_t ticket = 0;              // the answer to this one says that its settings have run
+  bool ready = false;
+};
+
 // One virtual transceiver as the program sees it.
 struct receiver {
   int32_t frequency = 0; // Hz
@@ -25,6 +35,8 @@ struct receiver {
 
   vtrx* handle = nullptr;
   modDemod* demodulator = nullptr; // a handle of the mode's class; all handles have one form
+  comingMode coming;
+  int32_t reports = 0; // of the signal
   double signal_dBm = -1800;
   bool bandwidthSufficient = true;
   spectrumTrace trace;
@@ -63,6 +75,8 @@ class station {
   void tune(receiver& r, int32_t frequency);
   void setSide(receiver& r, sideband side);
   void setFilter(receiver& r, filterEdges filter); // of reception
+  // Takes its place some polls later, when the library has its settings; never on the air. Until then `r` is as it was.
+  void setMode(receiver& r, std::shared_ptr<stationMode> mode, sideband side, filterEdges filter);
   void setMuted(receiver& r, bool muted);
   void setZoom(receiver& r, double zoom);
   void setGain(int32_t gain_dB); // within the board's limits
@@ -80,6 +94,10 @@ class station {
   void takeFrame(receiver& r, floatArray* frame, double low, double high);
   void adopt(vtrx* handle); // the next receiver that waits for its handle
   void configure(receiver& r);
+  static void dropComing(receiver& r);
+  void takeEcho(int32_t ticket);
+  void changeModes(); // to those that are ready
+  void useMode(receiver& r);
   void showFilter(receiver& r);
   void showTransmitFilter();
 
@@ -89,7 +107,8 @@ class station {
   std::vector<std::unique_ptr<receiver>> receivers_;
   std::unique_ptr<transmitter> transmitter_;
   receiver* transmitting_ = nullptr; // the one that transmits
-  size_t adopted_ = 0;
+  size_t adopted_ = 0, started_ = 0;
+  int32_t tickets_ = 0;
   int32_t objectsAlive_ = 0;
   bool adcOverload_ = false;
   double adcPeak_dBFS_ = -100;

@@ -1,5 +1,6 @@
 #include "host/stationMode.h"
 #include "host/iqRecorder.h"
+#include "host/voiceModes.h"
 #include <fmt/format.h>
 
 namespace larchhost {
@@ -29,6 +30,7 @@ modDemod* speechMode::create() {
 signedEdges speechMode::transmitEdges(filterEdges edges, sideband side) const {
   return onSide({edges.low - narrowing, edges.high + narrowing}, side);
 }
+std::optional<voice> speechMode::spoken(sideband side) const { return side == sideband::upper ? voice::usb : voice::lsb; }
 std::string speechMode::name(sideband side) const { return sideName(side); }
 
 modDemod* twoToneMode::create() {

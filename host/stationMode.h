@@ -2,6 +2,7 @@
 #pragma once
 #include "runtime/larchlib.h"
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace larchhost {
@@ -9,6 +10,7 @@ namespace larchhost {
 class iqRecorder;
 
 enum class sideband { upper, lower };
+enum class voice; // voiceModes.h
 
 struct filterEdges {
   int32_t low = 200, high = 2900; // Hz from the carrier, both above 0; the sideband gives them their sign
@@ -31,6 +33,9 @@ class stationMode {
   virtual signedEdges transmitEdges(filterEdges edges, sideband side) const { return onSide(edges, side); }
   virtual std::string name(sideband side) const = 0; // as shown
   virtual std::string filterText(filterEdges edges) const;
+  virtual int32_t rate() const { return 48000; }                     // Hz, of the channel: the radio's must be no less
+  virtual int32_t widestFilter() const { return 20000; }             // Hz, of filterEdges::high as a person's keys move it
+  virtual std::optional<voice> spoken(sideband) const { return {}; } // which of the modes it is that a person can change to
 };
 
 // Single sideband. What is spoken passes within the transmit edges: the mode takes 100 Hz off each end.
@@ -39,6 +44,7 @@ class speechMode : public stationMode {
   explicit speechMode(double compression = 1) : compression_(compression) {}
   modDemod* create() override;
   signedEdges transmitEdges(filterEdges edges, sideband side) const override;
+  std::optional<voice> spoken(sideband side) const override;
   std::string name(sideband side) const override;
 
  private:

@@ -3,6 +3,7 @@
 #include "host/optionValues.h"
 #include "host/signals.h"
 #include "host/talkSession.h"
+#include <fmt/format.h>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -10,9 +11,17 @@
 namespace larchhost {
 namespace {
 
-std::shared_ptr<stationMode> chooseMode(const talkOptions& options) {
-  if (options.twoTone) return std::make_shared<twoToneMode>();
-  return std::make_shared<speechMode>(options.compression);
+void useTwoTone(receiver& first) {
+  if (!onOneSide(*first.mode->spoken(first.side))) throw std::runtime_error("--two-tone is for usb and lsb");
+  first.mode = std::make_shared<twoToneMode>();
+}
+
+void checkTransmission(const receiver& first, const talkOptions& options) {
+  if (!options.transmit || first.mode->spoken(first.side) != voice::fm) return;
+  if (deviation(voice::fm, options.receive.voice) > frequencyMode::mostTransmitted)
+    throw std::runtime_error(fmt::format("fm is transmitted with a deviation of {} to {} Hz: give --deviation, or --mode nfm",
+                                         frequencyMode::wideFrom, frequencyMode::mostTransmitted));
+  if (chooseRate(options.receive) < first.mode->rate()) throw std::runtime_error("fm is transmitted at --rate 384k only");
 }
 
 transmitSettings chooseSending(const talkOptions& options, std::string& inputName) {
@@ -39,7 +48,8 @@ transmitSettings chooseSending(const talkOptions& options, std::string& inputNam
 int talkCommand(const talkOptions& options) {
   std::string audioName, inputName;
   receiver first = chooseReceiver(options.receive, audioName);
-  first.mode = chooseMode(options);
+  if (options.twoTone) useTwoTone(first);
+  checkTransmission(first, options);
   const transmitSettings sending = chooseSending(options, inputName);
   std::optional<micEqualiser> equaliser;
   if (!options.equaliser.empty()) equaliser.emplace(needEqualiser(options.equaliser));

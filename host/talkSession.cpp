@@ -25,8 +25,8 @@ std::string micText(double level) {
 talkSession::talkSession(const talkOptions& options, const transmitSettings& sending, const stationSettings& settings,
                          const receiver& first, const std::string& audioName, std::string inputName)
     : receiveSession(options.receive, settings, first, audioName), ptt_s_(options.ptt_s),
-      endsByItself_(options.receive.seconds == 0), inputName_(std::move(inputName)),
-      sender_(radio().addTransmitter(this->first(), sending)) {
+      wideDeviation_Hz_(deviation(voice::fm, options.receive.voice)), endsByItself_(options.receive.seconds == 0),
+      inputName_(std::move(inputName)), sender_(radio().addTransmitter(this->first(), sending)) {
   if (ptt_s_ == 0) script_ = script::over;
 }
 
@@ -117,6 +117,11 @@ std::vector<std::string> talkSession::statusLines(int columns) const {
     meter += levelBar(1 - micLevel_dB(m.micLevel) / meterBottom_dB, micBar, unicode()) +
              after.substr(0, room - before.size() - micBar);
   return {colour + words, meter};
+}
+
+bool talkSession::offers(voice v) const {
+  const bool sendable = v != voice::fm || wideDeviation_Hz_ <= frequencyMode::mostTransmitted;
+  return receiveSession::offers(v) && (sendable || !sender_.guard().allowed());
 }
 
 std::string talkSession::keysText() const {

@@ -15,6 +15,7 @@ class talkSession : public receiveSession {
   std::vector<std::string> statusLines(int columns) const override;
   std::string statusText() const override;
   std::string keysText() const override;
+  bool offers(voice v) const override;
 
  private:
   void keyForAWhile();
@@ -22,6 +23,7 @@ class talkSession : public receiveSession {
   std::string state() const;
 
   const double ptt_s_;
+  const double wideDeviation_Hz_;
   const bool endsByItself_; // after ptt_s_
   const std::string inputName_;
   transmitter& sender_;

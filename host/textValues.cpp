@@ -9,7 +9,6 @@ namespace {
 
 constexpr double highestFrequency = 2e9;
 constexpr std::array rates{48000, 96000, 192000, 384000, 768000, 1536000};
-constexpr int32_t widestFilter = 24000;
 
 // A decimal number and the unit letter behind it, k or M; the whole text must be used.
 std::optional<double> parseScaled(std::string text) {
@@ -41,11 +40,11 @@ std::optional<int32_t> parseRate(const std::string& text) {
   return {};
 }
 
-std::optional<std::pair<int32_t, int32_t>> parseFilter(const std::string& text) {
+std::optional<std::pair<int32_t, int32_t>> parseFilter(const std::string& text, int32_t widest) {
   const size_t colon = text.find(':');
   if (colon == std::string::npos) return {};
   const auto low = parseScaled(text.substr(0, colon)), high = parseScaled(text.substr(colon + 1));
-  if (!low || !high || *low >= *high || *low < -widestFilter || *high > widestFilter) return {};
+  if (!low || !high || *low >= *high || *low < -widest || *high > widest) return {};
   return std::pair{static_cast<int32_t>(std::lround(*low)), static_cast<int32_t>(std::lround(*high))};
 }
 

@@ -37,7 +37,7 @@ class transmitter {
   transmitter(const transmitter&) = delete;
   transmitter& operator=(const transmitter&) = delete;
 
-  // The station's: before the radio starts; when the transceiver has its mode; on each poll; as reports come.
+  // The station's: before the radio starts; when the transceiver is there; when it has its mode; on each poll; as reports come.
   void prepare(HpsdrRadio* radio);
   void attach(vtrx* handle);
   void setEdges(signedEdges edges);
