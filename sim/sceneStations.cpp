@@ -4,8 +4,10 @@
 #include <filesystem>
 #include <stdexcept>
 #include <fmt/format.h>
+#include "sim/amSource.h"
 #include "sim/answeringSource.h"
 #include "sim/fadingSource.h"
+#include "sim/fmSource.h"
 #include "sim/morseSource.h"
 #include "sim/pskSource.h"
 #include "sim/recordingSource.h"
@@ -22,14 +24,54 @@ std::string besideScene(const std::string& folder, const std::string& file) {
   return (std::filesystem::path(folder) / file).string(); // an absolute file stays as it is
 }
 
-std::shared_ptr<speechSource> makeSpeech(double frequency, double level, sideband side, wordSet& set, const std::string& folder) {
+struct namedAudio {
+  wavData audio;
+  std::string name;
+};
+
+// What file= or text= says; nothing without them.
+namedAudio takeAudio(wordSet& set, const std::string& folder) {
   const std::string file = set.take("file", std::string()), text = set.take("text", std::string());
   const std::string voice = set.take("voice", std::string("en"));
   const auto speed = static_cast<int>(std::clamp(set.take("speed", 160.0), 80.0, 450.0));
+  if (!file.empty() && !text.empty()) throw std::runtime_error("file= or text=, not both");
+  if (!file.empty()) return {readWav(besideScene(folder, file)), file};
+  if (!text.empty()) return {speech(text, voice, speed), text};
+  return {};
+}
+
+std::shared_ptr<speechSource> makeSpeech(double frequency, double level, sideband side, wordSet& set, const std::string& folder) {
   const double pause = set.take("pause", 2.0);
-  if (file.empty() == text.empty()) throw std::runtime_error("speech needs file= or text=");
-  const wavData audio = file.empty() ? speech(text, voice, speed) : readWav(besideScene(folder, file));
-  return std::make_shared<speechSource>(frequency, level, side, audio, pause, file.empty() ? text : file);
+  const namedAudio said = takeAudio(set, folder);
+  if (said.name.empty()) throw std::runtime_error("speech needs file= or text=");
+  return std::make_shared<speechSource>(frequency, level, side, said.audio, pause, said.name);
+}
+
+std::shared_ptr<signalSource> makeAm(double frequency, double level, wordSet& set, const std::string& folder) {
+  const double depth = set.take("depth", 0.8), pause = set.take("pause", 2.0);
+  if (depth < 0 || depth > 1) throw std::runtime_error("am needs a depth= from 0 to 1");
+  const namedAudio said = takeAudio(set, folder);
+  if (said.name.empty()) throw std::runtime_error("am needs file= or text=");
+  return std::make_shared<amSource>(frequency, level, said.audio, depth, pause, said.name);
+}
+
+std::shared_ptr<signalSource> makeFm(double frequency, double level, wordSet& set, const std::string& folder) {
+  constexpr double wideFrom_Hz = 12000, widest_Hz = 1e6, lowestTop_Hz = 1000;
+  fmSource::sending what;
+  what.deviation_Hz = set.take("deviation", what.deviation_Hz);
+  if (what.deviation_Hz >= wideFrom_Hz) what.audio = fmSource::wideAudio;
+  what.audio.high_Hz = set.take("audio", what.audio.high_Hz);
+  what.audio.emphasis_s = 1e-6 * set.take("emphasis", 1e6 * what.audio.emphasis_s);
+  what.ctcss_Hz = set.take("ctcss", what.ctcss_Hz);
+  what.testTone_Hz = set.take("tone", what.testTone_Hz);
+  what.pause_s = set.take("pause", what.pause_s);
+  if (!(what.deviation_Hz > 0) || what.deviation_Hz > widest_Hz || what.audio.high_Hz < lowestTop_Hz ||
+      what.audio.high_Hz > widest_Hz || what.audio.emphasis_s < 0 || what.ctcss_Hz < 0 || what.testTone_Hz < 0 ||
+      what.testTone_Hz > widest_Hz || what.ctcss_Hz > widest_Hz)
+    throw std::runtime_error("fm needs a positive deviation=, an audio= from 1000 on, and no negative numbers");
+  const namedAudio said = takeAudio(set, folder);
+  if (!said.name.empty() && what.testTone_Hz > 0) throw std::runtime_error("tone= or audio, not both");
+  return std::make_shared<fmSource>(frequency, level, what, said.audio, said.name);
 }
 
 // Morse unless the mode is a sideband.
@@ -98,6 +140,8 @@ std::shared_ptr<signalSource> makeKind(const std::string& kind, double frequency
   if (kind == "cw") return makeMorse(frequency, level, set);
   if (kind == "usb") return makeSpeech(frequency, level, sideband::upper, set, folder);
   if (kind == "lsb") return makeSpeech(frequency, level, sideband::lower, set, folder);
+  if (kind == "am") return makeAm(frequency, level, set, folder);
+  if (kind == "fm") return makeFm(frequency, level, set, folder);
   if (kind == "psk") return makePsk(frequency, level, set);
   if (kind == "rtty") return makeRtty(frequency, level, set);
   if (kind == "answer") return makeAnswer(frequency, level, set, folder);

@@ -18,9 +18,9 @@ double besselI0(double x) {
 }
 } // namespace
 
-double sincKernel(double x) {
-  if (std::fabs(x) >= sincHalfTaps) return 0;
-  const double u = x / sincHalfTaps;
+double sincKernel(double x, int halfTaps) {
+  if (std::fabs(x) >= halfTaps) return 0;
+  const double u = x / halfTaps;
   const double window = besselI0(kaiserBeta * std::sqrt(1 - u * u)) / besselI0(kaiserBeta);
   return window * (std::fabs(x) < 1e-9 ? 1 : std::sin(M_PI * x) / (M_PI * x));
 }

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <vector>
 #include <unistd.h>
 #include <gtest/gtest.h>
 #include "sim/sceneReader.h"
@@ -45,12 +46,22 @@ TEST(sceneReaderTest, readsStationsWithAllTheirWords) {
                       "rtty 7.047M -65 text=\"CQ\" shift=425 baud=50 stop=2 reverse=yes start=1 pause=5\n"
                       "carrier 7.05M -40 fade=20,0.5\n"
                       "cw 7.02M -40 text=E fade=10,1,7\n");
+  const auto voices = read("am 7.21M -40 text=\"news\" depth=0.5 pause=1 voice=en speed=200\n"
+                           "fm 29.6M -50 text=\"over\" deviation=3000 ctcss=88.5 emphasis=0 audio=2700 pause=1\n"
+                           "fm 29M -50 tone=1000 deviation=75000\n"
+                           "fm 29.1M -50 fade=10,1\n");
   ASSERT_EQ(c->signals.size(), 5u);
   EXPECT_EQ(c->signals[0]->describe(), "qpsk63 7040500 Hz -70.0 dBFS \"CQ de Q1ABC\"");
   EXPECT_GT(c->signals[0]->occupied().high_Hz, -c->signals[0]->occupied().low_Hz); // it drifts
   EXPECT_EQ(c->signals[1]->describe(), "bpsk31 7041000 Hz -70.0 dBFS \"e\"");
   EXPECT_EQ(c->signals[2]->describe(), "rtty 7047000 Hz -65.0 dBFS 50 baud shift 425 Hz reverse \"CQ\"");
   EXPECT_EQ(c->signals[3]->describe(), "carrier 7050000 Hz -40.0 dBFS fading 20 dB 0.5 Hz");
+  ASSERT_EQ(voices->signals.size(), 4u);
+  EXPECT_EQ(voices->signals[0]->describe(), "am 7210000 Hz -40.0 dBFS depth 0.5 news");
+  EXPECT_EQ(voices->signals[1]->describe(), "fm 29600000 Hz -50.0 dBFS deviation 3000 Hz ctcss 88.5 Hz over");
+  EXPECT_EQ(voices->signals[1]->occupied().high_Hz, 3000 + 2 * 2700);
+  EXPECT_EQ(voices->signals[2]->occupied().high_Hz, 77000);
+  EXPECT_TRUE(voices->signals[3]->fitsItself());
   EXPECT_EQ(c->signals[4]->describe(), "cw 7020000 Hz -40.0 dBFS 20 wpm \"E\" fading 10 dB 1 Hz");
 }
 
@@ -83,6 +94,12 @@ TEST(sceneReaderTest, saysWhereTheMistakeIs) {
   EXPECT_EQ(refusal("rtty 7M -60 text=E baud=0\n"),
             "scene:1: rtty needs text=, a positive shift= and baud=, and a stop= from 1 on");
   EXPECT_EQ(refusal("rtty 7M -60 text=E reverse=maybe\n"), "scene:1: not understood: reverse=maybe");
+  EXPECT_EQ(refusal("am 7M -60\n"), "scene:1: am needs file= or text=");
+  EXPECT_EQ(refusal("am 7M -60 text=a depth=1.1\n"), "scene:1: am needs a depth= from 0 to 1");
+  EXPECT_EQ(refusal("am 7M -60 text=a file=b.wav\n"), "scene:1: file= or text=, not both");
+  EXPECT_EQ(refusal("fm 7M -60 text=a tone=1000\n"), "scene:1: tone= or audio, not both");
+  EXPECT_EQ(refusal("fm 7M -60 text=a deviation=0\n"),
+            "scene:1: fm needs a positive deviation=, an audio= from 1000 on, and no negative numbers");
   EXPECT_EQ(refusal("carrier 7M -60 fade=20\n"), "scene:1: fade needs two numbers and perhaps a seed");
   EXPECT_EQ(refusal("carrier 7M -60 fade=20,0\n"), "scene:1: fade needs positive numbers");
   EXPECT_EQ(refusal("carrier 7M -60 fade=20,x\n"), "scene:1: no number: x");
@@ -99,15 +116,34 @@ TEST(sceneReaderTest, frequenciesAreWholeWhereTheyAreMeantSo) {
 
 TEST(sceneReaderTest, theBuiltInScenesAreWhole) {
   const auto demo = makeScene("demo")->current();
-  int voices = 0;
+  int voices = 0, elsewhere = 0;
   for (const auto& signal : demo->signals) {
-    EXPECT_GT(signal->frequency_Hz(), 7004000);
-    EXPECT_LT(signal->frequency_Hz(), 7196000);
+    EXPECT_LT(signal->frequency_Hz(), 38.4e6) << signal->describe();
+    if (signal->frequency_Hz() < 7004000 || signal->frequency_Hz() > 7196000) ++elsewhere;
     voices += signal->occupied().low_Hz > 0 || signal->occupied().high_Hz < 0 ? 1 : 0;
   }
   EXPECT_GE(demo->signals.size(), 15u);
   EXPECT_GE(voices, 2);
+  EXPECT_EQ(elsewhere, 3); // AM and FM
   EXPECT_GE(makeScene("carriers")->current()->signals.size(), 10u);
   EXPECT_TRUE(makeScene("none")->current()->signals.empty());
   EXPECT_THROW(makeScene("/no/such/scene"), std::runtime_error);
+}
+
+TEST(sceneReaderTest, theDemosSignalsLeaveEachOtherRoom) {
+  const auto demo = makeScene("demo")->current();
+  std::vector<double> psk;
+  for (const auto& a : demo->signals) {
+    if (a->describe().find("psk") == 1) psk.push_back(a->frequency_Hz());
+    for (const auto& b : demo->signals) {
+      if (a->frequency_Hz() >= b->frequency_Hz()) continue; // the caller and its answer share theirs
+      EXPECT_GE(b->frequency_Hz() - a->frequency_Hz(), 110) << a->describe() << "\n" << b->describe();
+      const bool keyed = a->describe().find("psk") == 1 || b->describe().find("rtty") == 0;
+      if (!keyed || b->describe().find("psk") == 1) continue;
+      EXPECT_GE(b->frequency_Hz() + b->occupied().low_Hz, a->frequency_Hz() + a->occupied().high_Hz) << b->describe();
+    }
+  }
+  ASSERT_EQ(psk.size(), 10u);
+  EXPECT_GE(psk.front(), 7040000);
+  EXPECT_LE(psk.back(), 7043000);
 }
