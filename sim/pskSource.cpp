@@ -29,17 +29,17 @@ std::vector<std::complex<double>> makePoints(const pskSource::sending& sent) {
 void fillCosine(double angle, double step, std::complex<double> middle, std::complex<double> half, std::complex<double>* out,
                 size_t count) {
   rotation r(std::polar(1.0, angle), std::polar(1.0, step));
-  const double mr = middle.real(), mi = middle.imag(), hr = half.real(), hi = half.imag();
+  const doublePair m = {middle.real(), middle.imag()}, h = {half.real(), half.imag()};
   auto* p = reinterpret_cast<double*>(out);
   size_t n = 0;
-  for (; n + rotation::lanes <= count; n += rotation::lanes, p += 2 * rotation::lanes) {
-    for (size_t l = 0; l < rotation::lanes; ++l) {
-      p[2 * l] = mr + hr * r.re[l];
-      p[2 * l + 1] = mi + hi * r.re[l];
+  for (; n + rotation::lanes <= count; n += rotation::lanes) {
+    for (size_t l = 0; l < rotation::pairs; ++l, p += 4) {
+      storePair(p, m + h * firsts(r.re[l], r.re[l]));
+      storePair(p + 2, m + h * seconds(r.re[l], r.re[l]));
     }
     r.advance();
   }
-  for (size_t l = 0; n < count; ++n, ++l) out[n] = {mr + hr * r.re[l], mi + hi * r.re[l]};
+  for (size_t l = 0; n < count; ++n, ++l) out[n] = middle + r.realAt(l) * half;
 }
 
 // times e^(j pi drift t^2)

@@ -11,12 +11,16 @@ namespace larch::sim {
 namespace {
 void fillRotating(std::complex<double> start, std::complex<double> step, std::complex<double>* out, size_t count) {
   rotation r(start, step);
+  auto* p = reinterpret_cast<double*>(out);
   size_t n = 0;
   for (; n + rotation::lanes <= count; n += rotation::lanes) {
-    for (size_t l = 0; l < rotation::lanes; ++l) out[n + l] = {r.re[l], r.im[l]};
+    for (size_t l = 0; l < rotation::pairs; ++l, p += 4) {
+      storePair(p, firsts(r.re[l], r.im[l]));
+      storePair(p + 2, seconds(r.re[l], r.im[l]));
+    }
     r.advance();
   }
-  for (size_t l = 0; n < count; ++n, ++l) out[n] = {r.re[l], r.im[l]};
+  for (size_t l = 0; n < count; ++n, ++l) out[n] = {r.realAt(l), r.imagAt(l)};
 }
 
 std::complex<double> unitAt(double cycles) { return std::polar(1.0, 2 * M_PI * (cycles - std::floor(cycles))); }

@@ -5,25 +5,18 @@
 
 namespace larch::sim {
 
-namespace {
-constexpr size_t lanes = rotation::lanes;
-} // namespace
-
 void addRotating(std::complex<double>* out, size_t count, std::complex<double> start, std::complex<double> step) {
   rotation r(start, step);
   auto* p = reinterpret_cast<double*>(out);
   size_t n = 0;
-  for (; n + lanes <= count; n += lanes, p += 2 * lanes) {
-    for (size_t l = 0; l < lanes; ++l) {
-      p[2 * l] += r.re[l];
-      p[2 * l + 1] += r.im[l];
+  for (; n + rotation::lanes <= count; n += rotation::lanes) {
+    for (size_t l = 0; l < rotation::pairs; ++l, p += 4) {
+      storePair(p, loadPair(p) + firsts(r.re[l], r.im[l]));
+      storePair(p + 2, loadPair(p + 2) + seconds(r.re[l], r.im[l]));
     }
     r.advance();
   }
-  for (size_t l = 0; n < count; ++n, ++l) {
-    p[2 * l] += r.re[l];
-    p[2 * l + 1] += r.im[l];
-  }
+  for (size_t l = 0; n < count; ++n, ++l) out[n] += std::complex<double>(r.realAt(l), r.imagAt(l));
 }
 
 void addRotating(std::complex<double>* out, size_t count, std::complex<double> start, std::complex<double> step,
@@ -32,14 +25,20 @@ void addRotating(std::complex<double>* out, size_t count, std::complex<double> s
   auto* p = reinterpret_cast<double*>(out);
   const auto* e = reinterpret_cast<const double*>(envelope);
   const double sign = conjugate ? -1 : 1;
-  for (size_t n = 0; n < count; n += lanes, p += 2 * lanes, e += 2 * lanes) {
-    const size_t width = std::min(lanes, count - n);
-    for (size_t l = 0; l < width; ++l) {
-      const double a = e[2 * l], b = sign * e[2 * l + 1];
-      p[2 * l] += r.re[l] * a - r.im[l] * b;
-      p[2 * l + 1] += r.re[l] * b + r.im[l] * a;
+  size_t n = 0;
+  for (; n + rotation::lanes <= count; n += rotation::lanes) {
+    for (size_t l = 0; l < rotation::pairs; ++l, p += 4, e += 4) {
+      const doublePair one = loadPair(e), other = loadPair(e + 2);
+      const doublePair a = firsts(one, other), b = sign * seconds(one, other);
+      const doublePair re = r.re[l] * a - r.im[l] * b, im = r.re[l] * b + r.im[l] * a;
+      storePair(p, loadPair(p) + firsts(re, im));
+      storePair(p + 2, loadPair(p + 2) + seconds(re, im));
     }
     r.advance();
+  }
+  for (size_t l = 0; n < count; ++n, ++l) {
+    const double a = envelope[n].real(), b = sign * envelope[n].imag();
+    out[n] += std::complex<double>(r.realAt(l) * a - r.imagAt(l) * b, r.realAt(l) * b + r.imagAt(l) * a);
   }
 }
 
