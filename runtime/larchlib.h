@@ -860,7 +860,7 @@ LARCH_API void PskModDemod_setmode(PskModDemod* h, int32_t value);
 /* primaryDetector: index into dets of the detector that the operator follows; a set takes over its mode. Default 60. */
 LARCH_API void PskModDemod_bindprimaryDetector(PskModDemod* h, larch_int32_cb callback);
 LARCH_API void PskModDemod_setprimaryDetector(PskModDemod* h, int32_t value);
-/* dets: the 66 detectors. */
+/* dets: the 66 detectors. What a host changes in the list changes nothing in what is detected. */
 LARCH_API void PskModDemod_binddets(PskModDemod* h, larch_psk_detector_row_cb callback);
 LARCH_API void PskModDemod_setdets(PskModDemod* h, int32_t action, int32_t index, PskDetector* item);
 LARCH_API void PskModDemod_resetdets(PskModDemod* h);
@@ -875,7 +875,7 @@ LARCH_API void PskDetector_release(PskDetector* h);
 LARCH_API void PskDetector_bindnewChars(PskDetector* h, larch_text_cb callback);
 /* reset: the channel has been given a new signal; the value is always 1. */
 LARCH_API void PskDetector_bindreset(PskDetector* h, larch_int32_cb callback);
-/* freq: Hz. Told at bind for the detectors of dets. */
+/* freq: Hz. Told at bind for the detectors of dets and then every 0.7 s, if it has moved; a set tunes nothing: see rxFreq. */
 LARCH_API void PskDetector_bindfreq(PskDetector* h, larch_int32_cb callback);
 LARCH_API void PskDetector_setfreq(PskDetector* h, int32_t value);
 /* Mode: name of the mode. Told at bind for the detectors of dets. */
