@@ -325,5 +325,37 @@ TEST_F(chirpyModDemodTest, wordsComeThroughATransceiver) {
   EXPECT_LT(farthest, 128) << "the peak and what is beside it";
 }
 
+// Its groups at the radio: the chirps by turns, behind the delay of the transmit filter.
+TEST_F(chirpyModDemodTest, theTestSignalGoesOutThroughATransceiver) {
+  constexpr int filterDelay = 768, groups = 6 * chirpSamples / 126;
+  station s;
+  s.transceiver->setModulation(mode);
+  s.transceiver->setTxFilter(-200, 3200);
+  s.transceiver->ptt.set(true);
+  s.env.turns();
+  for (int i = 0; i < groups; i++) {
+    s.transceiver->modulateTask();
+    s.env.turns();
+  }
+  ASSERT_EQ(s.radio->sent.size(), static_cast<size_t>(groups) * 126);
+  mode = make();
+  std::vector<double> signs(s.radio->sent.size());
+  size_t n = 0;
+  double lastUp[256] = {}, lastDown[256] = {};
+  mode->newWord = [&](int32_t slot, const chirpWord&) { // undo the smoothing
+    const chirpSlot& at = mode->slot(slot);
+    const double up = 2 * at.upLevel - lastUp[slot], down = 2 * at.downLevel - lastDown[slot];
+    lastUp[slot] = at.upLevel;
+    lastDown[slot] = at.downLevel;
+    if (n < signs.size()) signs[n++] = up - down;
+  };
+  receive(s.radio->sent);
+  // the first chirp rises out of the silence
+  for (size_t i = 1; i < 5; i++) {
+    const double peak = signs[filterDelay + delay + i * chirpSamples];
+    EXPECT_NEAR(peak, (i % 2 == 0 ? 1 : -1) * 0.97 * 0.97 * chirpSamples, 0.02 * chirpSamples) << i;
+  }
+}
+
 } // namespace
 } // namespace larch::test
