@@ -12,8 +12,8 @@ namespace {
 
 constexpr size_t words = 60, learning = 30, measured = 28; // a message; the last ones end in the noise behind it
 constexpr double ebN0s_dB[] = {30, 20, 14, 12, 10, 8, 6, 5, 4, 3, 2, 0};
-constexpr int peakWidth =
-    64; // samples to either side: the lobes beside the peak carry the same words while there is little noise
+// samples to either side: the lobes beside the peak carry the same words while there is little noise
+constexpr int peakWidth = 64;
 
 struct receiver {
   sothreadpool pool{0};
