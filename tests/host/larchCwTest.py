@@ -100,6 +100,15 @@ class LarchCw(talk.LarchTalk):
         before = len(self.wire.sent)
         self.wait(lambda: len(self.wire.sent) > before + datagrams, "stream")
 
+    def read_until(self, enough):
+        """The lines that the program has printed."""
+        lines = []
+        while not enough(lines):
+            line = self.program.stdout.readline()
+            self.assertTrue(line, lines)
+            lines.append(line.rstrip())
+        return lines
+
     def wait_for_picture(self, text):
         self.wait(lambda: text in self.screen.text, text)
 
@@ -129,11 +138,8 @@ class LarchCw(talk.LarchTalk):
 
     def test_a_station_on_the_band_is_read(self):
         self.restart_radio('noise -150\ncw 7.010M -60 text="CQ CQ DE Q1ABC" wpm=25 pause=2\n')
-        self.start()
-        heard = ""
-        while heard.count("q1abc") < 3:
-            heard += self.program.stdout.readline()
-        lines = heard.splitlines()
+        self.start("--seconds", str(PATIENCE))
+        lines = self.read_until(lambda heard: "".join(heard).count("q1abc") >= 3)
         self.assertIn("cq cq de q1abc", lines[-1])
         speed = int(re.match(r" *\d+ s +(\d+) wpm  ", lines[-1]).group(1))
         self.assertAlmostEqual(speed, 25, delta=7)  # begins at 45
@@ -266,12 +272,8 @@ class LarchCw(talk.LarchTalk):
 
     def test_what_was_sent_comes_back_and_is_read(self):
         self.restart_radio("noise -150\n", "--tx-back", "6")
-        self.start("--transmit", "--drive", "255", "--text", "VVV DE Q1ABC", "--seconds", "300")
-        heard = ""
-        while "q1abc" not in heard.replace(" ", ""):
-            line = self.program.stdout.readline()
-            self.assertTrue(line, heard)
-            heard += "" if "sent" in line else line.strip().split("wpm")[-1]
+        self.start("--transmit", "--drive", "255", "--text", "VVV DE Q1ABC", "--seconds", str(PATIENCE))
+        self.read_until(lambda lines: "q1abc" in "".join(line.split("wpm")[-1] for line in lines if "wpm" in line).replace(" ", ""))
         self.program.send_signal(signal.SIGINT)
         self.assertEqual(self.end()[0], 0)
 
