@@ -40,7 +40,7 @@ class RTTYModDemodTest : public textModeTest<RTTYModDemod> {
 std::vector<cdouble> mirrored(const std::vector<cdouble>& sent, double level) {
   std::vector<cdouble> signal;
   for (size_t n = 0; n < sent.size(); n++)
-    signal.push_back(level * std::conj(sent[n]) * std::polar(1.0, -2 * pi * 4170 / 48000 * static_cast<double>(n)));
+    signal.push_back(level * std::conj(sent[n]) * std::polar(1.0, -2 * M_PI * 4170 / 48000 * static_cast<double>(n)));
   return signal;
 }
 

@@ -94,7 +94,7 @@ TEST_F(hellPainterTest, rowsStandAtTheirTones) {
   for (size_t row = 1; row < 8; row++) { // alone at one moment only: its neighbours are silent where it peaks
     const size_t peak = column + (row + 1) * pixel - 1;
     const double turn = -std::arg(sent[peak] * std::conj(sent[peak - 1]));
-    EXPECT_NEAR(turn * 48000 / (2 * pi), 1300 - 30.0 * static_cast<double>(7 - row), 0.1) << row;
+    EXPECT_NEAR(turn * 48000 / (2 * M_PI), 1300 - 30.0 * static_cast<double>(7 - row), 0.1) << row;
   }
 }
 

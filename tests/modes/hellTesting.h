@@ -8,16 +8,14 @@
 
 namespace larch::test {
 
-constexpr double pi = 3.141592653589793;
-
 // The level of the tone `above` Hz over the transmit frequency (below the baseband's zero), weighted with a Hann window.
 inline double goertzel(const std::complex<double>* x, size_t count, double above) {
-  const double w = -2 * pi * above / 48000;
+  const double w = -2 * M_PI * above / 48000;
   const std::complex<double> turn = std::polar(1.0, -w);
   std::complex<double> s = 0;
   double gain = 0;
   for (size_t n = 0; n < count; n++) {
-    const double window = 0.5 - 0.5 * std::cos(2 * pi * (static_cast<double>(n) + 0.5) / static_cast<double>(count));
+    const double window = 0.5 - 0.5 * std::cos(2 * M_PI * (static_cast<double>(n) + 0.5) / static_cast<double>(count));
     s = s * turn + x[count - 1 - n] * window;
     gain += window;
   }

@@ -188,7 +188,7 @@ TEST_F(rttyDecoderTest, theMarkIsTheLowerTone) {
   receive(s.sent);
   EXPECT_FALSE(contains(text(), "MIRROR"));
   for (size_t n = 0; n < s.sent.size(); n++) // the other sideband
-    s.sent[n] = std::conj(s.sent[n]) * std::polar(1.0, -2 * pi * (2 * frequency + 170) / 48000 * static_cast<double>(n));
+    s.sent[n] = std::conj(s.sent[n]) * std::polar(1.0, -2 * M_PI * (2 * frequency + 170) / 48000 * static_cast<double>(n));
   periods.clear();
   receive(s.sent);
   EXPECT_TRUE(contains(text(), "MIRROR")) << text();
@@ -289,7 +289,7 @@ TEST_F(rttyDecoderTest, theTraceShowsTheTonesApart) {
   receive(s.sent);
   EXPECT_EQ(trace.size(), 4800u / 512 * 2 + 1 + (4800 % 512 > 256));
   // at 170 Hz the other sum isn't quite empty: 3.74 bits' turns
-  const double leak = std::abs(std::sin(pi * 170 * 132 / 6000) / std::sin(pi * 170 / 6000));
+  const double leak = std::abs(std::sin(M_PI * 170 * 132 / 6000) / std::sin(M_PI * 170 / 6000));
   EXPECT_NEAR(trace.back(), leak - 132, 0.05);
   s.sent.clear();
   s.tone(false, 4800);

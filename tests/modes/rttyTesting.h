@@ -10,7 +10,6 @@
 namespace larch::test {
 
 using cdouble = std::complex<double>;
-constexpr double pi = 3.141592653589793;
 
 struct baudotRow {
   const char* bits; // the fifth one first
@@ -78,7 +77,7 @@ class rttySender {
   explicit rttySender(double mark, double level = 1) : mark_(mark), level_(level) {}
   void tone(bool mark, int samples) {
     for (; samples > 0; samples--) {
-      phase_ -= 2 * pi * (mark ? mark_ : mark_ + 170) / 48000;
+      phase_ -= 2 * M_PI * (mark ? mark_ : mark_ + 170) / 48000;
       sent.push_back(std::polar(level_, phase_));
     }
   }

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double rate = 6000;
 
-cdouble tone(double above, int n) { return std::polar(1.0, -2 * pi * above / rate * n); }
+cdouble tone(double above, int n) { return std::polar(1.0, -2 * M_PI * above / rate * n); }
 
 TEST(rttyToneSumTest, aToneAboveTheCentreFillsItsSum) {
   rttyToneSum sum;
@@ -33,7 +33,7 @@ TEST(rttyToneSumTest, aNeighbourIsHeardAsALongSumHearsIt) {
     rttyToneSum sum;
     sum.setFrequency(1000);
     for (int n = 0; n < 500; n++) sum.take(tone(1000 + off, n));
-    EXPECT_NEAR(sum.level(), std::abs(std::sin(pi * off * 132 / rate) / std::sin(pi * off / rate)), 0.01) << off;
+    EXPECT_NEAR(sum.level(), std::abs(std::sin(M_PI * off * 132 / rate) / std::sin(M_PI * off / rate)), 0.01) << off;
   }
 }
 
