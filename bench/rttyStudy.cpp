@@ -1,5 +1,5 @@
 // What the RTTY decoder makes of text behind a channel filter, and what it costs: rttyStudy [seeds a cell].
-// Character error rate by noise, filter width, tuning and speed of the sender.
+// Character error rate by noise, where frames end in the receiver's period, filter width, tuning and speed of the sender.
 #include "dsp/fftConvolver.h"
 #include "dsp/filterDesign.h"
 #include "modes/rttyDecoder.h"
@@ -22,10 +22,13 @@ namespace {
 constexpr int32_t rate = 6000, filterTaps = 1536 / (48000 / rate), bitSamples = 132;
 constexpr int32_t frequency = -85; // of the mark: the two tones stand around the centre
 constexpr double noiseWidth_Hz = 500;
-constexpr double snrs_dB[] = {20, 14, 12, 11, 10, 9, 8, 7, 6, 4}; // of the signal to the noise in noiseWidth_Hz
+constexpr double snrs_dB[] = {20, 10, 6, 4, 3, 2, 1, 0, -1, -2, -4}; // of the signal to the noise in noiseWidth_Hz
 constexpr double widths_Hz[] = {2400, 1000, 500, 350, 250};
 constexpr double tunings_Hz[] = {0, 5, 10, 15, 20, 30, 40};
 constexpr double speeds[] = {0.98, 0.99, 0.995, 1.0, 1.005, 1.01, 1.02}; // of the sender's clock
+constexpr double startSnrs_dB[] = {40, 10, 4, 2};
+constexpr int phases = 60; // eighths of a bit in a character
+constexpr double usualStart = 20;
 constexpr int warmUpFrames = 12;
 constexpr size_t measuredCharacters = 250;
 
@@ -57,6 +60,7 @@ std::vector<int> codesOf(const std::string& text) {
 
 struct channel {
   double snr_dB, width_Hz = 500, tuning_Hz = 0, speed = 1;
+  double start = usualStart; // eighths of a bit of idle mark before the first frame
 };
 
 class receiver {
@@ -119,11 +123,11 @@ size_t editDistance(const std::string& a, const std::string& b) {
   return row.back();
 }
 
-// The text lies between idle line at both ends, of which a right receiver writes nothing; it begins at any time.
+// The text lies between idle line at both ends, of which a right receiver writes nothing.
 size_t errorsOf(const channel& c, uint64_t seed, size_t& sent) {
   sim::randomSource random(seed);
   receiver r(c, seed + 1'000'000);
-  r.tone(true, 7.5 * random.uniform());
+  r.tone(true, c.start / 8);
   for (int n = 0; n < warmUpFrames; n++) r.frame(31);
   r.text.clear();
   const std::string text = randomText(measuredCharacters, random);
@@ -149,6 +153,19 @@ template <class Values, class Channel> void printTable(const char* unit, const V
   for (double snr_dB : snrs_dB) {
     std::printf("\n| %.0f dB |", snr_dB);
     for (double value : columns) printRate(channelOf(snr_dB, value), seeds);
+  }
+  std::printf("\n");
+}
+
+// Where in the receiver's period the frames end.
+void printStarts(int seeds) {
+  std::printf("\n| start |");
+  for (double snr_dB : startSnrs_dB) std::printf(" %g dB |", snr_dB);
+  std::printf("\n|---|");
+  for (size_t n = 0; n < std::size(startSnrs_dB); n++) std::printf("---|");
+  for (int start = 0; start < phases; start++) {
+    std::printf("\n| %d |", start);
+    for (double snr_dB : startSnrs_dB) printRate({snr_dB, 500, 0, 1, static_cast<double>(start)}, seeds);
   }
   std::printf("\n");
 }
@@ -182,6 +199,7 @@ void printCosts() {
 int main(int argc, char** argv) {
   const int seeds = std::max(argc > 1 ? std::atoi(argv[1]) : 8, 1);
   printCosts();
+  printStarts(seeds);
   printTable(" Hz wide", widths_Hz, seeds, [](double snr_dB, double width) { return channel{snr_dB, width}; });
   printTable(" Hz off", tunings_Hz, seeds, [](double snr_dB, double off) { return channel{snr_dB, 500, off}; });
   printTable("", speeds, seeds, [](double snr_dB, double speed) { return channel{snr_dB, 500, 0, speed}; });
