@@ -11,7 +11,8 @@ namespace {
 constexpr double s9_dBm = -73, sUnit_dB = 6, meterTop_dB = 60;
 constexpr double slow = 0.1; // how fast the scale follows the band
 constexpr double margin_dB = 8, least_dB = 50;
-constexpr int axisMark = 10; // columns between the marks of the frequency axis
+constexpr int axisMark = 10;        // columns between the marks of the frequency axis
+constexpr double narrowMark = 2000; // Hz between them that take a further digit
 constexpr const char* eighths[] = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr const char* endLine = "\033[0m\033[K\r\n";
 
@@ -24,8 +25,9 @@ void addLine(std::string& out, const std::string& text, int columns) {
 std::string axis(double low, double high, int columns) {
   std::string line(static_cast<size_t>(columns), ' ');
   const int marks = std::max(1, columns / (2 * axisMark));
+  const int decimals = (high - low) / marks < narrowMark ? 4 : 3;
   for (int m = 0; m <= marks; m++) {
-    const std::string text = fmt::format("{:.3f}", (low + (high - low) * m / marks) / 1e6);
+    const std::string text = fmt::format("{:.{}f}", (low + (high - low) * m / marks) / 1e6, decimals);
     const int at = std::clamp(columns * m / marks - static_cast<int>(text.size()) / 2, 0,
                               std::max(0, columns - static_cast<int>(text.size())));
     if (static_cast<int>(text.size()) <= columns) line.replace(static_cast<size_t>(at), text.size(), text);

@@ -54,8 +54,9 @@ void transmitter::attach(vtrx* handle) {
   handle_ = handle;
   vtrx_bindptt(handle, [](bool on) {
     if (!only) return;
-    // VOX has set it. A mode has, too, but the key may have been commanded again since: the command to end it settles that.
-    if (on || !only->guard_.byMode()) only->commandedKey_ = on;
+    // VOX has set it, or a mode's own key. What a mode reports while the guard keys for it may have been overtaken by a command
+    // since: the next command settles it.
+    if (!only->guard_.byMode()) only->commandedKey_ = on;
     only->guard_.reportVox(on);
   });
   vtrx_bindmicLevel(handle, [](double level) {

@@ -56,6 +56,12 @@ def read(samples, dot):
     return text + LETTERS[code]
 
 
+def tone(sound, frequency):
+    """Amplitude of a frequency in the first tenth of a second."""
+    n = RATE // 10
+    return 2 / n * sum(v * cmath.exp(-2j * math.pi * frequency * k / RATE) for k, v in enumerate(sound[:n]))
+
+
 def dot_at(wpm):
     return 1.2 * RATE / wpm
 
@@ -157,13 +163,26 @@ class LarchCw(talk.LarchTalk):
         for frequency, pitch, wanted in ((7010000, 650, 650), (7010150, 650, 800), (7009900, 800, 700)):
             self.restart_radio(f"noise -150\ncarrier {frequency} -60\n")
             self.assertEqual(self.cw("--seconds", "4", "--audio", "tap", "--pitch", str(pitch)).returncode, 0)
-            with open(self.path("heard"), "rb") as f:
-                data = f.read()
-            os.remove(self.path("heard"))
-            left = struct.unpack(f"<{len(data) // 4}f", data[:len(data) // 4 * 4])[::2]
-            sound = left[-RATE // 2:][:RATE // 10]
-            power = {f: abs(sum(v * cmath.exp(-2j * math.pi * f * k / RATE) for k, v in enumerate(sound))) for f in range(300, 1110, 50)}
-            self.assertEqual(max(power, key=power.get), wanted)
+            sound = self.take_sound()[-RATE // 2:]
+            levels = {f: abs(tone(sound, f)) for f in range(300, 1110, 50)}
+            self.assertEqual(max(levels, key=levels.get), wanted)
+
+    def test_the_sidetone_sounds_at_its_pitch_and_level(self):
+        for level in (0.5, 0.25, 0):
+            done = self.cw("--transmit", "--text", "TTTTT", "--audio", "tap", "--pitch", "700", "--sidetone", str(level))
+            self.assertEqual(done.returncode, 0, done.stderr)
+            heard = self.take_sound()
+            self.assertAlmostEqual(max(abs(v) for v in heard), 0.99 * level, delta=0.05)  # with the noise of the band before and after
+            if level:
+                marks = [v > 0.5 * level for v in (abs(tone(heard[k:], 700)) for k in range(0, len(heard) - RATE // 10, RATE // 100))]
+                self.assertEqual(sum(now and not before for before, now in zip([False] + marks, marks)), 5)
+
+    def take_sound(self):
+        """What has been heard since the last time, the left side of it."""
+        with open(self.path("heard"), "rb") as f:
+            data = f.read()
+        os.remove(self.path("heard"))
+        return struct.unpack(f"<{len(data) // 4}f", data[:len(data) // 4 * 4])[::2]
 
     def environment(self):
         with open(f"{BUILD}/asound.conf") as f, open(self.path("asound.conf"), "w") as own:
