@@ -15,9 +15,8 @@ inline doublePair loadPair(const double* p) {
 }
 inline void storePair(double* p, doublePair v) { std::memcpy(p, &v, sizeof v); }
 
-using pairMask = long long __attribute__((vector_size(16)));
-inline doublePair firsts(doublePair a, doublePair b) { return __builtin_shuffle(a, b, pairMask{0, 2}); }
-inline doublePair seconds(doublePair a, doublePair b) { return __builtin_shuffle(a, b, pairMask{1, 3}); }
+inline doublePair firsts(doublePair a, doublePair b) { return __builtin_shufflevector(a, b, 0, 2); }
+inline doublePair seconds(doublePair a, doublePair b) { return __builtin_shufflevector(a, b, 1, 3); }
 
 // Four rotations side by side, in two pairs: one alone waits for its own products.
 struct rotation {

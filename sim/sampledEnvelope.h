@@ -29,4 +29,11 @@ class sampledEnvelope {
   double rate;
 };
 
+// The loop behind it: samples at begin, begin + step, ... of a recording of the given length, behind which its beginning stands
+// once more. begin: of the first tap rather than of the instant, so that everything that is read lies at or behind it.
+using envelopeReader = void(const std::complex<float>* samples, double length, double begin, double step, size_t count,
+                            std::complex<double>* out);
+// Those that this processor can run, the fastest last. All give the same values to the last bit.
+std::vector<envelopeReader*> envelopeReaders();
+
 } // namespace larch::sim

@@ -53,6 +53,23 @@ TEST(sampledEnvelopeTest, interpolatesToneWithoutImages) {
   EXPECT_LT(dB(dftAt(out, 2000 + 8000, 192000)), -70);
 }
 
+TEST(sampledEnvelopeTest, allReadersGiveTheSameBits) {
+  std::mt19937 random(4);
+  std::vector<std::complex<float>> z(100);
+  for (auto& v : z) v = {static_cast<float>(random() % 1000) / 1000, static_cast<float>(random() % 1000) / 1000};
+  z.insert(z.end(), z.begin(), z.begin() + 16);
+  for (const size_t count : {0u, 1u, 7u, 511u, 512u, 513u}) {
+    samples first(count);
+    envelopeReaders().front()(z.data(), 100, 3.7, 0.3137, count, first.data());
+    for (size_t n = 1; n < count; ++n) EXPECT_NE(first[n], first[n - 1]);
+    for (envelopeReader* read : envelopeReaders()) {
+      samples out(count);
+      read(z.data(), 100, 3.7, 0.3137, count, out.data());
+      EXPECT_EQ(out, first) << count;
+    }
+  }
+}
+
 TEST(sampledEnvelopeTest, readsAcrossTheSeamWithoutAStep) {
   const sampledEnvelope envelope(tone(100, 8000, 800), 8000); // ten whole waves
   samples out(4800);
