@@ -63,9 +63,21 @@ struct cwOptions {
   bool noAmplifier = false;
 };
 
+struct pskOptions {
+  listenOptions receive; // with no further receivers; no mode
+  std::string variant = "PSK31";
+  int32_t primary_Hz = 1500; // of audio
+  bool transmit = false;
+  std::string text; // sent at once
+  int32_t drive = 0;
+  int32_t timeout_s = 180;
+  bool noAmplifier = false;
+};
+
 int listenCommand(const listenOptions& options);
 int talkCommand(const talkOptions& options);
 int cwCommand(const cwOptions& options);
+int pskCommand(const pskOptions& options);
 int radiosCommand(const std::string& address, int wait_ms);
 int devicesCommand();
 int doctorCommand(const std::string& address);

@@ -128,6 +128,24 @@ CLI::App* addCw(CLI::App& app, cwOptions& o) {
   return cw;
 }
 
+CLI::App* addPsk(CLI::App& app, pskOptions& o) {
+  CLI::App* psk =
+      app.add_subcommand("psk", "PSK31 and relatives: receive all signals of the passband as text, and transmit text");
+  addReceiveOptions(*psk, o.receive);
+  psk->add_option("--filter", o.receive.filter, "passband LOW:HIGH in Hz above the frequency")->default_str("200:3200");
+  psk->add_option("--primary", o.primary_Hz, "Hz above the frequency of the signal to follow, and to send on")
+      ->capture_default_str();
+  psk->add_option("--psk-mode", o.variant, "its mode: psk31, psk63, psk125, qpsk31, qpsk63, qpsk125")->capture_default_str();
+  psk->add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
+  psk->add_option("--text", o.text, "send this at once; without a terminal the end of the text is the end");
+  psk->add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
+  psk->add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
+      ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
+      ->capture_default_str();
+  psk->add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
+  return psk;
+}
+
 void printBoards() {
   fmt::print("{:<12} {:<16} {:>8} {:>11} {:>9} {:>9}  {}\n", "--board", "name", "protocol", "clock/Hz", "receivers", "max-adc",
              "gain/dB");
@@ -153,6 +171,9 @@ int main(int argc, char** argv) {
   cwOptions cwWith;
   cwWith.receive.zoom = narrowZoom;
   CLI::App* cw = addCw(app, cwWith);
+  pskOptions pskWith;
+  pskWith.receive.zoom = narrowZoom;
+  CLI::App* psk = addPsk(app, pskWith);
   std::string address;
   int wait_ms = 1000;
   bool boards = false;
@@ -163,7 +184,7 @@ int main(int argc, char** argv) {
   CLI::App* devices = app.add_subcommand("devices", "list sound devices");
   CLI::App* doctor = app.add_subcommand("doctor", "check what a station needs");
   doctor->add_option("--radio", address, "ask this address only");
-  for (CLI::App* command : {listen, talk, cw, radios, devices, doctor}) command->fallthrough();
+  for (CLI::App* command : {listen, talk, cw, psk, radios, devices, doctor}) command->fallthrough();
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -177,6 +198,7 @@ int main(int argc, char** argv) {
     if (devices->parsed()) return devicesCommand();
     if (doctor->parsed()) return doctorCommand(address);
     if (cw->parsed()) return cwCommand(cwWith);
+    if (psk->parsed()) return pskCommand(pskWith);
     return talk->parsed() ? talkCommand(talkWith) : listenCommand(listenWith);
   } catch (const std::exception& e) {
     fmt::print(stderr, "larch: {}\n", e.what());

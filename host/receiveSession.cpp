@@ -84,6 +84,7 @@ int receiveSession::run() {
   }
   const bool ended = station_.endTransmission();
   terminal_.reset();
+  this->ended();
   if (!ended) throw std::runtime_error("the radio didn't answer the end of the transmission; it has been sent a stop");
   return finish();
 }
@@ -141,6 +142,14 @@ std::vector<std::string> receiveSession::statusLines(int) const { return {}; }
 
 std::string receiveSession::keysText() const {
   return "arrows tune/step  m mode  [ ] filter  - + gain  z Z zoom  space mute  tab next  q quit";
+}
+
+double receiveSession::levelAt(double frequency, double width) const {
+  if (levels_.empty() || !(high_ > low_)) return noData_dBm;
+  const double points = static_cast<double>(levels_.size()) / (high_ - low_);
+  const double from = (frequency - width / 2 - low_) * points, to = (frequency + width / 2 - low_) * points;
+  if (!(from >= 0) || !(to < static_cast<double>(levels_.size()))) return noData_dBm;
+  return *std::max_element(levels_.begin() + std::lround(std::floor(from)), levels_.begin() + std::lround(std::floor(to)) + 1);
 }
 
 std::chrono::milliseconds receiveSession::pause() const { return pollPause; }

@@ -35,6 +35,7 @@ class receiveSession {
   virtual bool saysLines() const { return true; }  // a line each second without a terminal
   virtual std::chrono::milliseconds pause() const; // between two polls
   virtual bool offers(voice v) const;              // to the key that changes the mode
+  virtual void ended() {}                          // the picture has gone, the summary comes
 
   station& radio() { return station_; }
   const station& radio() const { return station_; }
@@ -43,6 +44,9 @@ class receiveSession {
   bool running() const { return station_.framesSeen() > 0; } // the radio's stream has come
   bool picture() const { return terminal_ != nullptr; }
   bool unicode() const { return unicode_; }
+  int rows() const { return terminal_ ? terminal_->rows() : 0; } // of the terminal
+  // Level in dBm of the strongest point within `width` Hz around a frequency of the band shown; noData_dBm outside of it.
+  double levelAt(double frequency, double width) const;
   void quit() { quit_ = true; }
 
  private:

@@ -15,7 +15,7 @@ bool sendLine::hasCode(char c) {
 }
 
 bool sendLine::type(char c) {
-  if (!hasCode(c) || waiting().size() + held_.size() >= mostWaiting) return false;
+  if (!taken_(c) || waiting().size() + held_.size() >= mostWaiting) return false;
   (live_ ? text_ : held_) += c;
   return true;
 }

@@ -13,7 +13,10 @@ class sendLine {
  public:
   static constexpr char endSign = '~';       // ends the transmission
   static constexpr size_t mostWaiting = 900; // the queue takes 1023
-  static bool hasCode(char c);               // letters, digits, blank, . ! ?
+  static bool hasCode(char c);               // in Morse: letters, digits, blank, . ! ?
+  using alphabet = bool (*)(char c);
+
+  explicit sendLine(alphabet taken = hasCode) : taken_(taken) {}
 
   bool type(char c); // false: it has no code, or too much waits
   bool erase();      // the last one typed; false when there is none, or it has gone out
@@ -33,6 +36,7 @@ class sendLine {
   size_t goneCount() const { return sent_ - base_; }
   void forgetOld();
 
+  alphabet taken_;
   std::string text_, held_;
   uint32_t base_ = 0, sent_ = 0; // as the library counts, modulo 2^32
   bool live_ = false;

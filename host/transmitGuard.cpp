@@ -4,8 +4,9 @@
 
 namespace larchhost {
 
-transmitGuard::transmitGuard(bool allowed, std::chrono::seconds timeout, timeSource now)
-    : allowed_(allowed), timeout_(std::clamp(timeout, std::chrono::seconds{1}, longestTimeout)), now_(std::move(now)) {
+transmitGuard::transmitGuard(bool allowed, std::chrono::seconds timeout, timeSource now, std::chrono::milliseconds tail)
+    : allowed_(allowed), timeout_(std::clamp(timeout, std::chrono::seconds{1}, longestTimeout)), fall_(longestFall + tail),
+      now_(std::move(now)) {
   keyedAt_ = unkeyedAt_ = changedAt_ = heardAt_ = checkedAt_ = now_();
 }
 
@@ -103,10 +104,10 @@ bool transmitGuard::settled() const {
   if (keyed()) return false;
   if (!falling_) return !onAir_;
   const auto now = now_();
-  return now - unkeyedAt_ >= longestFall || (!onAir_ && reports_ >= holdReports && now - changedAt_ >= hold);
+  return now - unkeyedAt_ >= fall_ || (!onAir_ && reports_ >= holdReports && now - changedAt_ >= hold);
 }
 
-bool transmitGuard::stuck() const { return !keyed() && falling_ && onAir_ && now_() - unkeyedAt_ >= longestFall; }
+bool transmitGuard::stuck() const { return !keyed() && falling_ && onAir_ && now_() - unkeyedAt_ >= fall_; }
 
 std::chrono::milliseconds transmitGuard::remaining() const {
   if (!keyed()) return timeout_;

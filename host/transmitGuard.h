@@ -13,7 +13,8 @@ namespace larchhost {
 // again. It ends, too, when the radio is silent for longer than `longestSilence`, when `check` hasn't been called for
 // `longestStall`, and by `end`, after which nothing is keyed any more. After a transmission the radio is `settled` when it has
 // reported that it isn't transmitting and `holdReports` more reports have come in the radio's own time, at least 150 ms: its
-// filters and relays follow the fall by 131 ms of stream. What takes longer than `longestFall` counts as settled, and as `stuck`.
+// filters and relays follow the fall by 131 ms of stream. What takes longer than `longestFall` and the mode's tail counts as
+// settled, and as `stuck`.
 class transmitGuard {
  public:
   using clock = std::chrono::steady_clock;
@@ -23,8 +24,9 @@ class transmitGuard {
   static constexpr std::chrono::milliseconds hold{150};
   static constexpr int holdReports = 3; // of the signal level, each 192 ms of stream
 
-  // A time-out outside of a second to longestTimeout is brought within.
-  transmitGuard(bool allowed, std::chrono::seconds timeout, timeSource now = clock::now);
+  // A time-out outside of a second to longestTimeout is brought within. tail: what the mode sends after its key has come up.
+  transmitGuard(bool allowed, std::chrono::seconds timeout, timeSource now = clock::now,
+                std::chrono::milliseconds tail = std::chrono::milliseconds{0});
 
   // The hand key. False: refused, and `note` says why.
   bool press();
@@ -60,6 +62,7 @@ class transmitGuard {
 
   const bool allowed_;
   const std::chrono::seconds timeout_;
+  const std::chrono::milliseconds fall_; // the longest
   const timeSource now_;
   source source_ = source::none;
   bool vox_ = false, onAir_ = false, ended_ = false, falling_ = false;

@@ -13,7 +13,7 @@ Radio* asRadio(HpsdrRadio* handle) { return reinterpret_cast<Radio*>(handle); }
 transmitter* transmitter::only = nullptr;
 
 transmitter::transmitter(const transmitSettings& settings, transmitGuard::timeSource now)
-    : settings_(settings), guard_(settings.allowed, settings.timeout, std::move(now)) {
+    : settings_(settings), guard_(settings.allowed, settings.timeout, std::move(now), settings.tail) {
   if (only) throw std::logic_error("one transmitter a process");
   only = this;
   settings_.drive = std::clamp(settings_.drive, 0, mostDrive);

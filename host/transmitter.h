@@ -10,10 +10,11 @@ namespace larchhost {
 struct transmitSettings {
   bool allowed = false; // --transmit; without it the radio object itself refuses to key
   std::chrono::seconds timeout = transmitGuard::defaultTimeout;
-  int32_t drive = 0;             // 0 to 255
-  int32_t offset = 0;            // Hz added to the transmit frequency
-  filterEdges filter{300, 2700}; // Hz from the carrier; the mode makes its filter of them
-  int32_t microphone = -1;       // as vtrx_setaudioInput takes it, 0: none; below 0: the system's default
+  std::chrono::milliseconds tail{0}; // what the mode sends after its key has come up
+  int32_t drive = 0;                 // 0 to 255
+  int32_t offset = 0;                // Hz added to the transmit frequency
+  filterEdges filter{300, 2700};     // Hz from the carrier; the mode makes its filter of them
+  int32_t microphone = -1;           // as vtrx_setaudioInput takes it, 0: none; below 0: the system's default
   double voxThreshold = 0.2, voxHold_s = 0.5;
   bool vox = false, delay = false;
   bool radioKeys = false; // the radio's own PTT input is a hand key
