@@ -100,8 +100,9 @@ void cwModDemod::publishSidetone(audioOutputStream& speaker) {
   // relaxed, both: each stands for itself
   speaker.toneVolume.store(narrowed(sidetoneVolume.get()), std::memory_order_relaxed);
   const double pitch = freq.get();
-  if (pitch == lastFreq_) return;
+  if (pitch == lastFreq_ && &speaker == lastSpeaker_) return;
   lastFreq_ = pitch;
+  lastSpeaker_ = &speaker;
   speaker.toneFrequency.store(saturatedInt32(pitch), std::memory_order_relaxed);
 }
 

@@ -55,7 +55,8 @@ class cwModDemod : public modDemod {
   straightKey key_;
   textKeyer keyer_;
   textRing text_;
-  double lastFreq_; // what the sidetone has been told; NaN: nothing yet
+  double lastFreq_;                                // what the sidetone has been told; NaN: nothing yet
+  const audioOutputStream* lastSpeaker_ = nullptr; // which one; only compared
 };
 
 } // namespace larch

@@ -91,6 +91,8 @@ void vtrx::detach() { radio.reset(); }
 
 void vtrx::setModulation(std::shared_ptr<modDemod> mode) {
   mode_.swap(mode); // the old one lives until the end of this task
+  // a key that the old mode held down goes with it: nobody else would let the sidetone go; relaxed: it stands for itself
+  if (mode_ != mode) audioOut.keyA.store(false, std::memory_order_relaxed);
   if (mode_) {
     publishOwner();
     mode_->attached();

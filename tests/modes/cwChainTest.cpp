@@ -122,6 +122,29 @@ TEST_F(cwChainTest, theRadiosLinesAreSeen) {
   EXPECT_FALSE(t->ptt.value);
 }
 
+TEST_F(cwChainTest, aKeyThatIsDownWhenTheModeGoesLeavesNoSidetone) {
+  cw->keyDown();
+  s.env.turns();
+  ASSERT_TRUE(t->audioOut.keyA.load());
+  t->setModulation(cw);
+  EXPECT_TRUE(t->audioOut.keyA.load()) << "the same mode again";
+  t->setModulation(nullptr);
+  EXPECT_FALSE(t->audioOut.keyA.load());
+}
+
+TEST_F(cwChainTest, anotherTransceiverGetsThePitchToo) {
+  cw->freq.set(800);
+  setPtt(true);
+  transmit(1);
+  EXPECT_EQ(t->audioOut.toneFrequency.load(), 800);
+  t->setModulation(nullptr);
+  const auto other = keptByCore(std::make_shared<vtrx>(std::make_shared<syncTask>(s.env.pool.get())));
+  other->setModulation(cw);
+  other->modulateTask();
+  EXPECT_EQ(other->audioOut.toneFrequency.load(), 800);
+  other->setModulation(nullptr);
+}
+
 TEST_F(cwChainTest, whatIsSentIsHeard) {
   const std::string text = "paris de q1abc 73 test";
   queueText("vvv " + text + "~"); // the decoder has to find its levels first
