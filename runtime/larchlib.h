@@ -890,11 +890,11 @@ LARCH_API void PskDetector_setsignalStrength(PskDetector* h, int32_t value);
 
 /* RTTYModDemod: radioteletype, 45.45 baud, five bits, 170 Hz shift, 1.5 stop bits.
 
-   On the air: it transmits its mark (1, and the rest between characters) 2170 Hz above the transceiver's frequency and its space
-   2000 Hz above it, as the modes on the upper sideband do, and these two can't be moved: the transmit filter must let both through.
-   It receives with the mark at rxFreq (modDemod_setrxFreq, Hz above the transceiver's frequency, negative below) and the space 170
-   Hz above that: the other way round. So it reads stations whose mark is the lower one of their two tones, which a station with
-   the usual shift isn't, and two of these modes hear each other through a mirrored spectrum only.
+   On the air: it transmits its mark (1, and the rest between characters) 2170 Hz above the transceiver's frequency and its
+   space 2000 Hz above it. These two can't be moved: the transmit filter must let both through. It receives with the mark at
+   rxFreq (modDemod_setrxFreq, Hz above the transceiver's frequency, negative below) and the space 170 Hz above that: the
+   other way round. So it reads stations whose mark is the lower one of their two tones, which it isn't at the usual shift,
+   and two of these modes hear each other through a mirrored spectrum only.
 
    The receive filter must let both tones through and should keep the rest away: beyond 3000 Hz on either side of the frequency
    signals fold into what is decoded. Characters are the letters (sent in either case, received as capitals), the digits, blank,
@@ -909,9 +909,10 @@ LARCH_API void RTTYModDemod_release(RTTYModDemod* h);
 LARCH_API void RTTYModDemod_QueueText(RTTYModDemod* h, const char* text, uint32_t base);
 /* sentChars: one character, as it was queued, when its frame begins. */
 LARCH_API void RTTYModDemod_bindsentChars(RTTYModDemod* h, larch_text_cb callback);
-/* newChars: decoded text, one character a call, six a second whether there is a signal or not; an empty text for code 0. The same
-   characters, byte 0 included, go to the process's standard output, bound or not, with a line of six numbers and "#" and a drift
-   where the receiver has found a new timing. A reader of that output who stops loses text and stops nothing. */
+/* newChars: decoded text, one character a call, six a second whether there is a signal or not; an empty text for code 0.
+   The same characters, byte 0 included, go to the process's standard output, bound or not, with a line of six numbers and
+   "#" and a drift where the receiver has found a new timing. A reader of that output who stops loses text and stops
+   nothing. */
 LARCH_API void RTTYModDemod_bindnewChars(RTTYModDemod* h, larch_text_cb callback);
 /* newDebug: 1024 values, 187.5 a second, for a tuning display: the space tone's level less the mark's; a mark alone in tune is
    -124 times its amplitude. Free them with floatArray_delete. */
@@ -923,18 +924,19 @@ LARCH_API void RTTYModDemod_setdbg1(RTTYModDemod* h, double value);
 LARCH_API void RTTYModDemod_binddbg2(RTTYModDemod* h, larch_double_cb callback);
 LARCH_API void RTTYModDemod_setdbg2(RTTYModDemod* h, double value);
 
-/* hellschreiberModDemod: text as a picture in the waterfall, transmit only: each row of a font of five by eight has a tone of its
-   own, the top one 1300 Hz above the transceiver's frequency, and the columns follow each other in time, a blank one before each
-   character. The transmit filter must let all rows through (1090 to 1300 Hz by default, and a step more on either side). Characters
-   32 to 127 have a picture, the others are blanks. Without text it is silent, and the transmission goes on. On receive the channel
-   is heard, nothing is decoded. */
+/* hellschreiberModDemod: text as a picture in the waterfall, transmit only: each row of a font of five by eight has a tone of
+   its own, the top one 1300 Hz above the transceiver's frequency, and the columns follow each other in time, a blank one
+   before each character. The transmit filter must let all rows through (1090 to 1300 Hz by default, and a step more on
+   either side). Characters 32 to 127 have a picture, the others are blanks. Without text it is silent, and the transmission
+   goes on. On receive the channel is heard, nothing is decoded. */
 LARCH_API hellschreiberModDemod* hellschreiberModDemod_create(void);
 LARCH_API void hellschreiberModDemod_release(hellschreiberModDemod* h);
 /* A "~" drops ptt, and what still fades at the end of the last character is lost: put a blank in front. */
 LARCH_API void hellschreiberModDemod_QueueText(hellschreiberModDemod* h, const char* text, uint32_t base);
+/* sentChars: one character, as it was queued, when its blank column begins. */
 LARCH_API void hellschreiberModDemod_bindsentChars(hellschreiberModDemod* h, larch_text_cb callback);
-/* frequencyStep: Hz between rows of the picture, and pixels a second (a column has eight), from the next pixel on. 0.1 to 160 is of
-   use, default 30.0; at 0, below it or when it is no number the text goes by in silence at the default's pace. */
+/* frequencyStep: Hz between rows of the picture, and pixels a second (a column has eight), from the next pixel on. 0.1 to
+   160 is of use, default 30.0; at 0, below it or when it is no number the text goes by in silence at the default's pace. */
 LARCH_API void hellschreiberModDemod_bindfrequencyStep(hellschreiberModDemod* h, larch_double_cb callback);
 LARCH_API void hellschreiberModDemod_setfrequencyStep(hellschreiberModDemod* h, double value);
 
