@@ -8,7 +8,7 @@ namespace larchhost {
 namespace {
 
 constexpr int32_t noAudio = -1, slowestRate = 48000;
-constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000};
+constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000}, stopTime{100};
 
 asyncObject* base(void* handle) { return static_cast<asyncObject*>(handle); }
 Radio* asRadio(HpsdrRadio* handle) { return reinterpret_cast<Radio*>(handle); }
@@ -61,6 +61,7 @@ station::~station() {
     poll();
     std::this_thread::sleep_for(pollPause);
   }
+  std::this_thread::sleep_for(stopTime); // the stop leaves on the receive thread, behind what waits there; nothing tells of it
   HpsdrRadio_release(radio_);
   only = nullptr;
 }
