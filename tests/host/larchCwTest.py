@@ -120,6 +120,7 @@ class LarchCw(talk.LarchTalk):
 
     def assert_quiet_end(self):
         """MOX fell, the radio's filters had their time, and the stop was the last word."""
+        self.wait(lambda: self.wire.words[-1][0] == 0, "stop")
         last = max(i for i, d in enumerate(self.wire.sent) if any(d.mox))
         self.assertGreaterEqual(len(self.wire.sent) - last - 1, HOLD)
         self.assertFalse([z for d in self.wire.sent[last + 1:] for z in d.iq if z])
