@@ -53,6 +53,9 @@ void transmitGuard::reportOnAir(bool on) {
   onAir_ = on;
   changedAt_ = now_();
   reports_ = 0;
+  if (!on || keyed() || falling_) return;
+  falling_ = true; // nobody keys: VOX had, and was ended before it said so. It has its limit like every fall
+  unkeyedAt_ = changedAt_;
 }
 
 void transmitGuard::reportSignal() {
@@ -64,7 +67,10 @@ void transmitGuard::reportFrame() { heardAt_ = now_(); }
 
 void transmitGuard::keyBy(source s) {
   const auto now = now_();
-  if (!keyed()) keyedAt_ = heardAt_ = checkedAt_ = now; // a change of hands doesn't wind the time-out up again
+  if (!keyed()) { // a change of hands doesn't wind the time-out up again
+    keyedAt_ = heardAt_ = checkedAt_ = now;
+    transmissions_++;
+  }
   source_ = s;
   falling_ = false;
 }
@@ -95,7 +101,7 @@ void transmitGuard::check() {
 }
 
 void transmitGuard::end() {
-  if (keyed() || onAir_) unkey("ending");
+  if (keyed()) unkey("ending"); // a fall that is under way keeps its limit and its reason
   vox_ = false;
   ended_ = true;
 }

@@ -1,5 +1,6 @@
 // When the transmitter may be keyed and for how long: the rules that keep a station safe, without a radio behind them.
 #pragma once
+#include "host/bootClock.h"
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -17,7 +18,7 @@ namespace larchhost {
 // settled, and as `stuck`.
 class transmitGuard {
  public:
-  using clock = std::chrono::steady_clock;
+  using clock = bootClock; // a machine that has slept has stood still
   using timeSource = std::function<clock::time_point()>;
   static constexpr std::chrono::seconds defaultTimeout{180}, longestTimeout{1800}, longestStall{2}, longestSilence{2},
       longestFall{3};
@@ -45,6 +46,7 @@ class transmitGuard {
   bool allowed() const { return allowed_; }
   bool keyed() const { return source_ != source::none; }
   bool byHand() const { return source_ == source::hand; }
+  uint32_t transmissions() const { return transmissions_; } // so far, this one included
   bool byMode() const { return source_ == source::mode; }
   bool voxWanted() const { return vox_; }
   bool voxActive() const { return vox_ && source_ != source::hand; } // the hand key suspends it: a quiet microphone would unkey
@@ -67,6 +69,7 @@ class transmitGuard {
   source source_ = source::none;
   bool vox_ = false, onAir_ = false, ended_ = false, falling_ = false;
   int reports_ = 0; // since the fall
+  uint32_t transmissions_ = 0;
   clock::time_point keyedAt_, unkeyedAt_, changedAt_, heardAt_, checkedAt_;
   std::string note_;
 };

@@ -299,6 +299,44 @@ TEST_F(transmitGuardTest, theEndWaitsAlsoForAnAirThatNobodyKeyed) {
   EXPECT_TRUE(g.settled());
 }
 
+TEST_F(transmitGuardTest, anAirThatIsReportedAfterTheEndHasItsLimit) {
+  auto g = make(true);
+  g.wantVox(true);
+  g.end(); // VOX has keyed, and its report is on its way
+  g.reportVox(true);
+  EXPECT_FALSE(g.keyed());
+  g.reportOnAir(true); // the radio's last word
+  EXPECT_FALSE(g.settled());
+  now_ += transmitGuard::longestFall - 1ms;
+  g.check();
+  EXPECT_FALSE(g.settled());
+  now_ += 1ms;
+  g.check();
+  EXPECT_TRUE(g.settled());
+  EXPECT_TRUE(g.stuck());
+}
+
+TEST_F(transmitGuardTest, theEndOfAFallThatIsUnderWayGivesItNoMoreTime) {
+  auto g = make(true);
+  transmit(g);
+  for (int i = 0; i < 21; i++) {
+    now_ += 100ms;
+    g.check();
+  }
+  EXPECT_NE(g.note().find("radio is silent"), std::string::npos);
+  for (auto left = transmitGuard::longestFall; left > 0s; left -= 1s) {
+    EXPECT_FALSE(g.settled());
+    g.end();
+    now_ += 1s;
+    g.check();
+  }
+  EXPECT_TRUE(g.settled());
+  EXPECT_TRUE(g.stuck());
+  g.end(); // once more, by a destructor
+  EXPECT_TRUE(g.settled());
+  EXPECT_NE(g.note().find("radio is silent"), std::string::npos); // the reason stays
+}
+
 TEST_F(transmitGuardTest, aFreshPressDuringTheFallTransmitsAgain) {
   auto g = make(true, 10s);
   transmit(g);
