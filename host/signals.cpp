@@ -19,10 +19,12 @@ void handle(std::initializer_list<int> signals, void (*handler)(int)) {
 } // namespace
 
 void catchSignals() {
-  handle({SIGINT, SIGTERM, SIGHUP}, [](int) { stop = true; });
-  handle({SIGPIPE}, SIG_IGN);
+  handle({SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGXCPU}, [](int) { stop = true; });
+  handle({SIGPIPE, SIGXFSZ, SIGUSR1, SIGUSR2}, SIG_IGN);
 }
 bool stopWanted() { return stop; }
+
+void ignoreStops() { handle({SIGTSTP, SIGTTIN, SIGTTOU}, SIG_IGN); }
 
 void catchKeySignals() {
   handle({SIGUSR1, SIGUSR2}, [](int s) { wish = s == SIGUSR1 ? keyWish::key : keyWish::unkey; });

@@ -3,9 +3,13 @@
 
 namespace larchhost {
 
-// From now on SIGINT, SIGTERM and SIGHUP only ask for the end, and a closed pipe is a failed write.
+// From now on SIGINT, SIGQUIT, SIGTERM, SIGHUP and SIGXCPU only ask for the end, a closed pipe or a file that has become too long
+// is a failed write, and SIGUSR1 and SIGUSR2, which may be meant for another larch, do nothing.
 void catchSignals();
 bool stopWanted();
+
+// From now on the terminal's signals don't stop the process: it can't unkey a radio while it sleeps.
+void ignoreStops();
 
 enum class keyWish { none, key, unkey };
 // From now on SIGUSR1 asks for the key down and SIGUSR2 for the key up.

@@ -1,4 +1,5 @@
 #include "host/transmitter.h"
+#include "host/signals.h"
 #include <algorithm>
 #include <stdexcept>
 
@@ -17,6 +18,7 @@ transmitter::transmitter(const transmitSettings& settings, transmitGuard::timeSo
   if (only) throw std::logic_error("one transmitter a process");
   only = this;
   settings_.drive = std::clamp(settings_.drive, 0, mostDrive);
+  if (settings_.allowed) ignoreStops();
   if (settings_.vox) guard_.wantVox(true);
 }
 
@@ -80,10 +82,9 @@ void transmitter::setEdges(signedEdges edges) { vtrx_setTxFilter(handle_, edges.
 void transmitter::update() {
   guard_.check();
   if (!handle_) return;
-  if (!guard_.byHand()) tuning_ = false;
   // VOX goes off before the key goes down, and on only after it has come up: they are one property of the transceiver
   if (commandedVox_ && !guard_.voxActive()) vtrx_setuseVox(handle_, commandedVox_ = false);
-  if (guard_.keyed() && commandedTune_ != tuning_) vtrx_settune(handle_, commandedTune_ = tuning_);
+  if (guard_.keyed() && commandedTune_ != tuning()) vtrx_settune(handle_, commandedTune_ = tuning());
   if (commandedKey_ != guard_.keyed()) vtrx_setptt(handle_, commandedKey_ = guard_.keyed());
   if (!guard_.keyed() && commandedTune_ && guard_.settled()) vtrx_settune(handle_, commandedTune_ = false);
   if (!commandedVox_ && guard_.voxActive()) vtrx_setuseVox(handle_, commandedVox_ = true);
@@ -92,11 +93,13 @@ void transmitter::update() {
 void transmitter::toggleKey() { guard_.byHand() ? guard_.release() : void(guard_.press()); }
 
 void transmitter::toggleTune() {
-  if (tuning_)
+  if (tuning())
     guard_.release();
   else if (guard_.press())
-    tuning_ = true;
+    tuned_ = guard_.transmissions();
 }
+
+bool transmitter::tuning() const { return guard_.byHand() && tuned_ == guard_.transmissions(); }
 
 void transmitter::setDelay(bool on) {
   settings_.delay = on;

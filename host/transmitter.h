@@ -53,7 +53,7 @@ class transmitter {
   void setDelay(bool on);
   void setDrive(int32_t drive);
 
-  bool tuning() const { return tuning_; }
+  bool tuning() const;
   bool delay() const { return settings_.delay; }
   const transmitSettings& settings() const { return settings_; }
   const transmitMeters& meters() const { return meters_; }
@@ -67,7 +67,7 @@ class transmitter {
   transmitMeters meters_;
   HpsdrRadio* radio_ = nullptr;
   vtrx* handle_ = nullptr;
-  bool tuning_ = false;
+  uint32_t tuned_ = 0; // the transmission that is a carrier
   bool commandedKey_ = false, commandedVox_ = false, commandedTune_ = false;
 };
 
