@@ -19,6 +19,7 @@ constexpr int32_t steps[] = {10, 100, 500, 1000, 5000, 10000, 100000};
 constexpr int32_t filterStep = 100, wideFilterStep = 5000, narrowest = 100; // Hz
 constexpr double peakAbove_dB = 15, peakApart = 300;                        // Hz
 constexpr size_t peaksShown = 4;
+constexpr int mostKeys = 64; // a poll: an endless input mustn't keep the radio waiting
 constexpr double deepestZoom = 64;
 constexpr double recordedRate = 48000;
 
@@ -67,7 +68,6 @@ int receiveSession::run() {
   auto nextPicture = started_ + picturePause, nextLine = started_ + linePause;
   while (!stopWanted() && !quit_ && !timeIsUp() && !(terminal_ && terminal_->closed())) {
     station_.poll();
-    if (recorder_) recorder_->pump();
     watchFrames();
     readKeys();
     polled();
@@ -108,8 +108,11 @@ void receiveSession::watchFrames() {
 
 void receiveSession::readKeys() {
   if (!terminal_) return;
-  for (keyPress k = terminal_->readKey(); k.code != key::none; k = terminal_->readKey())
+  for (int i = 0; i < mostKeys; i++) {
+    const keyPress k = terminal_->readKey();
+    if (k.code == key::none) return;
     if (!press(k)) pressReceiver(k);
+  }
 }
 
 void receiveSession::takeLevels() {
@@ -244,7 +247,7 @@ int receiveSession::finish() {
     if (picture_.lines() > 0) printLine(stdout, fmt::format("waterfall of {} lines in {}", picture_.lines(), options_.waterfall));
   }
   if (recorder_) {
-    recorder_->pump();
+    recorder_->finish();
     printLine(stdout,
               fmt::format("{:.1f} s of IQ at 48 kHz in {}{}", static_cast<double>(recorder_->samples()) / recordedRate,
                           options_.iq, recorder_->lostBlocks() ? fmt::format(", {} blocks lost", recorder_->lostBlocks()) : ""));

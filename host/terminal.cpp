@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -25,38 +24,34 @@ winsize size() {
 
 } // namespace
 
-terminal::terminal() {
-  const char* name = ttyname(STDOUT_FILENO);
-  output_ = name ? open(name, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC) : -1;
-  if (output_ < 0) output_ = dup(STDOUT_FILENO);
+terminal::terminal() : output_(STDOUT_FILENO) {
   tcgetattr(STDIN_FILENO, &original);
   termios raw = original;
   raw.c_iflag &= ~static_cast<tcflag_t>(IXON);
   raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-  raw.c_cc[VSUSP] = _POSIX_VDISABLE; // a program that sleeps can't unkey a radio
+  raw.c_cc[VSUSP] = raw.c_cc[VQUIT] = _POSIX_VDISABLE; // a program that sleeps can't unkey a radio
   raw.c_cc[VMIN] = 0;
   raw.c_cc[VTIME] = 0;
   tcsetattr(STDIN_FILENO, TCSANOW, &raw);
+  tcflush(STDIN_FILENO, TCIFLUSH); // what was typed before the picture wasn't meant for it. TCSAFLUSH would wait for the output
   write(takeScreen, std::strlen(takeScreen));
 }
 
 terminal::~terminal() {
   write(giveScreen, std::strlen(giveScreen));
   tcsetattr(STDIN_FILENO, TCSANOW, &original);
-  close(output_);
 }
 
 void terminal::write(const char* text, size_t size) {
   const auto end = std::chrono::steady_clock::now() + longestWrite;
   while (size > 0 && !closed_) {
-    const ssize_t n = ::write(output_, text, size);
+    const ssize_t n = output_.write(text, size);
     if (n > 0) {
       text += n;
       size -= static_cast<size_t>(n);
     } else if (n < 0 && errno == EAGAIN) {
-      pollfd p{output_, POLLOUT, 0};
       // the rest of this picture is lost, the next one is whole again
-      if (poll(&p, 1, stuck_ms) == 0 || std::chrono::steady_clock::now() > end) return;
+      if (!output_.waitForRoom(stuck_ms) || std::chrono::steady_clock::now() > end) return;
     } else if (n < 0 && errno != EINTR) {
       closed_ = true;
     }
@@ -64,26 +59,17 @@ void terminal::write(const char* text, size_t size) {
 }
 
 keyPress terminal::readKey() {
+  const auto now = keyDecoder::clock::now();
+  if (const keyPress k = keys_.next(now); k.code != key::none) return k;
   pollfd p{STDIN_FILENO, POLLIN, 0};
   if (poll(&p, 1, 0) <= 0) return {};
-  char c[3] = {};
-  if (const ssize_t n = read(STDIN_FILENO, c, 1); n != 1) {
+  char bytes[64];
+  const ssize_t n = read(STDIN_FILENO, bytes, sizeof bytes);
+  if (n > 0)
+    keys_.add({bytes, static_cast<size_t>(n)}, now);
+  else
     closed_ = closed_ || n == 0 || errno != EINTR;
-    return {};
-  }
-  if (c[0] != '\033') return {key::other, c[0]};
-  const ssize_t more = read(STDIN_FILENO, c + 1, 2);
-  if (more == 0) return {key::escape, 0};
-  if (more != 2 || c[1] != '[') return {};
-  for (char& last = c[2]; last >= ' ' && last < '@';) // what stands before the letter that ends a longer sequence
-    if (read(STDIN_FILENO, &last, 1) != 1) return {};
-  switch (c[2]) {
-  case 'A': return {key::up, 0};
-  case 'B': return {key::down, 0};
-  case 'C': return {key::right, 0};
-  case 'D': return {key::left, 0};
-  default: return {};
-  }
+  return keys_.next(now);
 }
 
 int terminal::columns() const { return size().ws_col; }
@@ -94,7 +80,11 @@ void terminal::show(const std::string& frame) {
   write(all.data(), all.size());
 }
 
-bool terminal::attached() { return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO); }
+bool terminal::attached() {
+  if (!isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO)) return false;
+  const pid_t inFront = tcgetpgrp(STDIN_FILENO); // below 0: a terminal that controls nobody here
+  return inFront < 0 || inFront == getpgrp();
+}
 
 bool terminal::trueColour() {
   const char* c = std::getenv("COLORTERM");

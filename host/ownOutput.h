@@ -1,0 +1,27 @@
+// A way of the program's own to one of its standard outputs, on which nothing waits.
+#pragma once
+#include <cstddef>
+#include <sys/types.h>
+
+namespace larchhost {
+
+// A terminal or a pipe is opened once more, so that what is set here doesn't concern other programs on it; where that isn't
+// possible (a terminal of somebody else, a socket), the shared setting is changed and put back at the end. Regular files stay as
+// they are: a disk takes what it is given.
+class ownOutput {
+ public:
+  explicit ownOutput(int descriptor);
+  ~ownOutput();
+  ownOutput(const ownOutput&) = delete;
+  ownOutput& operator=(const ownOutput&) = delete;
+
+  // As write(2): at once, also part of it, or -1 with EAGAIN where there is no room.
+  ssize_t write(const char* text, size_t size);
+  bool waitForRoom(int limit_ms) const; // false: none has come
+
+ private:
+  int descriptor_;
+  int flagsBefore_ = -1; // of the shared description; below 0: it wasn't touched
+};
+
+} // namespace larchhost
