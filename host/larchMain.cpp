@@ -1,10 +1,12 @@
 // larch: a small station on the command line, written on the library's public header alone.
 #include "host/boardProfile.h"
 #include "host/commands.h"
+#include "host/console.h"
 #include "host/signals.h"
 #include "host/transmitGuard.h"
 #include "runtime/larchlib.h"
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -146,12 +148,25 @@ CLI::App* addPsk(CLI::App& app, pskOptions& o) {
   return psk;
 }
 
+// CLI's own checks of ranges let NaN through.
+void refuseStrangeNumbers(CLI::App& command) {
+  const auto check = [](const std::string& text) {
+    return std::isfinite(std::strtod(text.c_str(), nullptr)) ? "" : text + " is no number to go by";
+  };
+  for (CLI::Option* option : command.get_options())
+    if (option->get_type_name().starts_with("FLOAT")) option->check(check);
+}
+
 void printBoards() {
   fmt::print("{:<12} {:<16} {:>8} {:>11} {:>9} {:>9}  {}\n", "--board", "name", "protocol", "clock/Hz", "receivers", "max-adc",
              "gain/dB");
   for (const auto& b : boardProfiles())
     fmt::print("{:<12} {:<16} {:>8} {:>11} {:>9} {:>9}  {} to {}\n", b.key, b.name, b.protocol, b.clockFrequency, b.receivers,
                b.maxAdcValue, b.minGain_dB, b.maxGain_dB);
+}
+
+// An output that is deaf or closed changes nothing about the end.
+void printError(const std::string& text) try { printLine(stderr, "larch: " + text); } catch (const std::exception&) {
 }
 
 } // namespace
@@ -185,6 +200,7 @@ int main(int argc, char** argv) {
   CLI::App* doctor = app.add_subcommand("doctor", "check what a station needs");
   doctor->add_option("--radio", address, "ask this address only");
   for (CLI::App* command : {listen, talk, cw, psk, radios, devices, doctor}) command->fallthrough();
+  for (CLI::App* command : app.get_subcommands({})) refuseStrangeNumbers(*command);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -201,7 +217,6 @@ int main(int argc, char** argv) {
     if (psk->parsed()) return pskCommand(pskWith);
     return talk->parsed() ? talkCommand(talkWith) : listenCommand(listenWith);
   } catch (const std::exception& e) {
-    fmt::print(stderr, "larch: {}\n", e.what());
-    return failure;
+    return printError(e.what()), failure;
   }
 }

@@ -54,7 +54,9 @@ int talkCommand(const talkOptions& options) {
   std::optional<micEqualiser> equaliser;
   if (!options.equaliser.empty()) equaliser.emplace(needEqualiser(options.equaliser));
   catchKeySignals();
-  return talkSession(options, sending, chooseStation(options.receive, audioName), first, audioName, inputName).run();
+  talkSession session(options, sending, chooseStation(options.receive, audioName), first, audioName, inputName);
+  const int status = session.run();
+  return session.incomplete() ? failure : status;
 }
 
 } // namespace larchhost

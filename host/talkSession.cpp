@@ -12,6 +12,7 @@ namespace {
 constexpr int32_t driveStep = 5;
 constexpr double meterBottom_dB = -60;
 constexpr int micBar = 20;
+constexpr std::chrono::seconds longestWait{10}; // of a script for the radio's stream
 
 double micLevel_dB(double level) { return level > 0 ? std::max(20 * std::log10(level), meterBottom_dB) : meterBottom_dB; }
 
@@ -45,12 +46,17 @@ void talkSession::keyForAWhile() {
     sender_.guard().press();
     keyedAt_ = clock::now();
     script_ = script::keyed;
+  } else if (script_ == script::waiting && clock::now() - began_ > longestWait) {
+    incomplete_ = true;
+    quit();
   }
-  if (script_ == script::keyed && clock::now() - keyedAt_ >= std::chrono::duration<double>(ptt_s_)) {
-    sender_.guard().release();
-    script_ = script::over;
-    if (endsByItself_) quit();
-  }
+  if (script_ != script::keyed) return;
+  const bool done = clock::now() - keyedAt_ >= std::chrono::duration<double>(ptt_s_);
+  if (!done && sender_.guard().keyed()) return;
+  incomplete_ = !done && !sender_.guard().note().empty(); // else somebody let the key go
+  sender_.guard().release();
+  script_ = script::over;
+  if (endsByItself_) quit();
 }
 
 void talkSession::tellNote() {

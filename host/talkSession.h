@@ -8,6 +8,7 @@ class talkSession : public receiveSession {
  public:
   talkSession(const talkOptions& options, const transmitSettings& sending, const stationSettings& settings, const receiver& first,
               const std::string& audioName, std::string inputName);
+  bool incomplete() const { return incomplete_; } // what a script asked to be sent wasn't, or was cut short
 
  protected:
   void polled() override;
@@ -28,7 +29,9 @@ class talkSession : public receiveSession {
   const std::string inputName_;
   transmitter& sender_;
   enum class script { waiting, keyed, over } script_ = script::waiting;
+  const clock::time_point began_ = clock::now();
   clock::time_point keyedAt_;
+  bool incomplete_ = false;
   std::string toldNote_;
 };
 

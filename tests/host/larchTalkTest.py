@@ -96,6 +96,11 @@ class Wire(threading.Thread):
     def keyed(self):
         return bool(self.sent) and any(self.sent[-1].mox)
 
+    def changes(self, on):
+        """Transmissions that have begun, or ended, so far."""
+        mox = [any(d.mox) for d in list(self.sent)]
+        return sum(1 for before, now in zip([False, *mox], mox) if now != before and now == on)
+
     def transmissions(self):
         """The samples of each stretch with MOX."""
         runs, before = [], False
@@ -109,10 +114,13 @@ class Wire(threading.Thread):
 
 
 def level(samples, frequency):
-    """Magnitude of one frequency, of whole periods in a tenth of a second."""
+    """Magnitude of one frequency, of whole periods in tenths of a second: the median of up to seven, since the microphone of a
+    loaded machine leaves gaps."""
     n = RATE // 10
     assert len(samples) >= n
-    return abs(sum(z * cmath.exp(-2j * math.pi * frequency * k / RATE) for k, z in enumerate(samples[:n]))) / n
+    turn = [cmath.exp(-2j * math.pi * frequency * k / RATE) for k in range(n)]
+    pieces = [samples[at:at + n] for at in range(0, len(samples) - n + 1, n)][:7]
+    return sorted(abs(sum(z * t for z, t in zip(piece, turn))) / n for piece in pieces)[len(pieces) // 2]
 
 
 def steady(samples):
@@ -139,6 +147,7 @@ class LarchTalk(unittest.TestCase):
         self.wire.start()
         self.program = self.screen = None
         self.input = "none"
+        self.awaited = 0  # transmissions
 
     def tearDown(self):
         for process in (self.program, self.radio):
@@ -185,8 +194,9 @@ class LarchTalk(unittest.TestCase):
         self.program = subprocess.Popen(self.command(*arguments), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
                                         env=self.environment())
 
-    def start_in_terminal(self, *arguments, controlling=True):
+    def start_in_terminal(self, *arguments, controlling=True, typed=b""):
         self.screen = Screen()
+        self.screen.type(typed)
         hear = lambda: fcntl.ioctl(0, 0x540E, 0)  # TIOCSCTTY: the terminal's keys and its end are signals
         self.program = subprocess.Popen(self.command(*arguments), stdin=self.screen.inner, stdout=self.screen.inner,
                                         stderr=subprocess.DEVNULL, env=self.environment(), start_new_session=True,
@@ -202,12 +212,15 @@ class LarchTalk(unittest.TestCase):
             time.sleep(0.02)
 
     def wait_for_mox(self, on=True):
-        self.wait(lambda: self.wire.keyed() == on, f"MOX {on}")
+        """Until the next transmission has begun, or the one that was waited for has ended; it may be over already."""
+        self.awaited = self.awaited + 1 if on else max(self.awaited, 1)
+        self.wait(lambda: self.wire.changes(on) >= self.awaited, f"MOX {on}")
 
     def wait_for_air(self):
         """Keyed, and half a second of it gone out."""
         before = self.wire.on()
         self.wait(lambda: self.wire.on() > before + 190, "transmission")
+        self.awaited = self.wire.changes(True)
 
     def end(self):
         out, err = self.program.communicate(timeout=PATIENCE)
@@ -251,6 +264,12 @@ class LarchTalk(unittest.TestCase):
         for arguments in (("--timeout", "0"), ("--timeout", "1801"), ("--drive", "256"), ("--drive", "-1"), ("--vox-threshold", "2")):
             self.assertEqual(self.talk(*arguments).returncode, 2, arguments)
         self.assertEqual(self.wire.sent, [])
+
+    def test_numbers_that_are_none_are_refused(self):
+        for option in ("--ptt-seconds", "--seconds", "--vox-threshold", "--vox-hold", "--compression", "--ctcss", "--deviation", "--zoom"):
+            for number in ("nan", "-nan", "inf", "1e999"):
+                done = self.talk(f"{option}={number}")
+                self.assertEqual(done.returncode, 2, (option, number, done))
 
     def test_without_permission_no_key_transmits(self):
         self.tone()
@@ -386,7 +405,7 @@ class LarchTalk(unittest.TestCase):
         self.wait_for_mox(False)
         self.program.send_signal(signal.SIGINT)
         status, out, err = self.end()
-        self.assertEqual(status, 0, err)
+        self.assertEqual(status, 1, err)  # what was asked for wasn't sent
         self.assertIn("time-out after 4 s", err)
         self.assert_orderly_end(0.5 * 0.707 * 0.94 * FULL)
 
@@ -397,6 +416,53 @@ class LarchTalk(unittest.TestCase):
         self.screen.type(b"t")
         self.wait_for_mox(True)
         self.wait_for_mox(False)
+
+    def test_a_time_out_needs_no_reader_of_the_lines(self):
+        self.start_in_terminal("--transmit", "--timeout", "10", "--plain")
+        self.wait(lambda: "drive 0" in self.screen.text, "lines")
+        self.screen.deaf = True
+        self.screen.fill(but=100)  # the next line finds room, but not enough
+        self.program.send_signal(signal.SIGUSR1)
+        self.wait_for_mox(True)
+        self.wait_for_mox(False)
+        self.screen.deaf = False
+        self.screen.text = ""
+        self.wait(lambda: "  receive  " in self.screen.text, "lines again")
+
+    def test_keys_that_stop_or_kill_a_process_dont_leave_it_keyed(self):
+        self.tone()
+        self.start_in_terminal("--transmit", "--drive", "255", "--plain")
+        self.wait(lambda: "drive 255" in self.screen.text, "lines")
+        self.program.send_signal(signal.SIGUSR1)
+        self.wait_for_air()
+        self.screen.type(b"\x1a")  # Ctrl-Z does nothing
+        for s in (signal.SIGTSTP, signal.SIGTTIN, signal.SIGTTOU, signal.SIGXFSZ):
+            self.program.send_signal(s)
+        self.wait_for_air()
+        self.screen.type(b"\x1c")  # Ctrl-\ ends it
+        self.assertEqual(self.end()[0], 0)
+        self.assert_orderly_end(0.5 * 0.707 * 0.94 * FULL)
+
+    def test_what_was_typed_before_the_picture_keys_nothing(self):
+        self.start_in_terminal("--transmit", typed=b"t")
+        self.wait(lambda: "drive 0" in self.screen.text, "picture")
+        self.screen.type(b"+")
+        self.wait(lambda: "drive 5" in self.screen.text, "drive")
+        self.assertEqual(self.wire.on(), 0)
+        self.screen.type(b"q")
+        self.assertEqual(self.end()[0], 0)
+
+    def test_a_script_doesnt_wait_for_ever_for_a_silent_radio(self):
+        self.wire.cut = True
+        done = self.talk("--transmit", "--ptt-seconds", "1", "--force", "--board", "hl2")
+        self.assertEqual(done.returncode, 1, done)
+        self.assertIn("the radio sent nothing", done.stderr)
+        self.assertEqual(self.wire.on(), 0)
+
+    def test_an_over_that_the_time_out_cut_short_is_a_failure(self):
+        done = self.talk("--transmit", "--ptt-seconds", "100", "--timeout", "1")
+        self.assertEqual(done.returncode, 1, done)
+        self.assertIn("time-out after 1 s", done.stderr)
 
     def orderly_end_by(self, end, in_terminal=False, **options):
         self.tone()
@@ -477,7 +543,7 @@ class LarchTalk(unittest.TestCase):
         self.assertEqual(self.end()[0], 0)
         first = self.wire.transmissions()[0]
         self.assertGreater(len(first), 1.0 * RATE)  # the tone and the hold
-        self.assertGreater(level(first[RATE // 2:], -1000), 0.25 * FULL)
+        self.assertGreater(level(first[RATE // 4:], -1000), 0.25 * FULL)
 
     def test_the_terminal_shows_the_key_and_the_microphone(self):
         self.tone(amplitude=0.5)
@@ -502,11 +568,32 @@ class Screen:
 
     def __init__(self):
         self.outer, self.inner = pty.openpty()
+        self.name = os.ttyname(self.inner)
         fcntl.ioctl(self.inner, 0x5414, struct.pack("HHHH", 40, 120, 0, 0))  # TIOCSWINSZ
         self.text, self.deaf, self.closed = "", False, False
 
     def type(self, keys):
         os.write(self.outer, keys)
+
+    @staticmethod
+    def stuff(name, most):
+        writer = os.open(name, os.O_WRONLY | os.O_NONBLOCK | os.O_NOCTTY)
+        size = 0
+        try:
+            while size < most:
+                size += os.write(writer, b".")
+        except BlockingIOError:
+            pass
+        os.close(writer)
+        return size
+
+    def fill(self, but):
+        """So many bytes may still be shown to a reader that isn't there."""
+        empty = pty.openpty()
+        room = self.stuff(os.ttyname(empty[1]), 1 << 20)
+        for end in empty:
+            os.close(end)
+        self.stuff(self.name, room - but)
 
     def read(self):
         while not self.deaf and not self.closed and select.select([self.outer], [], [], 0)[0]:
