@@ -2,6 +2,7 @@
 #include "modes/realAudio.h"
 #include "modes/rttyConsole.h"
 #include "modes/textTransmission.h"
+#include <utility>
 
 namespace larch {
 namespace {

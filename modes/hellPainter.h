@@ -12,8 +12,8 @@ namespace larch {
 // on the transceiver's group; rt as far as its function is. Without text it draws blanks: silence.
 class hellPainter {
  public:
-  static constexpr double topRow = 1300;              // Hz
-  static constexpr int32_t rows = 8;                  //
+  static constexpr double topRow = 1300; // Hz
+  static constexpr int32_t rows = 8;
   static constexpr double defaultStep = 30;           // Hz
   static constexpr int32_t longestPixel = 10 * 48000; // samples
 

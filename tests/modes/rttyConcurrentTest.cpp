@@ -51,6 +51,9 @@ bool waitFor(const std::function<bool()>& condition) {
 }
 
 TEST(rttyConcurrentTest, textAndSetsComeWhileTheChainRuns) {
+  sentOfRtty.clear();
+  sentOfHell.clear();
+  pttsSeen = 0;
   static auto* pool = new sothreadpool(3); // workers live until the process ends
   const auto signalGroup = std::make_shared<syncTask>(pool), radioGroup = std::make_shared<syncTask>(pool);
   const auto others = std::make_shared<syncTask>(pool);
@@ -108,6 +111,17 @@ TEST(rttyConcurrentTest, textAndSetsComeWhileTheChainRuns) {
   radioThread.join();
   ASSERT_TRUE(waitFor([&] { return done == rounds; }));
   ASSERT_TRUE(waitFor([&] { return radio->samples == 126u * rounds * groupsARound; }));
+  // an end that comes for certain while ptt is on: at the latest behind two frames
+  set(t, [rtty](vtrx& v) {
+    v.setModulation(rtty);
+    v.ptt.set(true);
+  });
+  set(rtty, [](RTTYModDemod& m) { m.queueText("~", static_cast<uint32_t>(m.text().sentCount())); });
+  ASSERT_TRUE(waitFor([&] {
+    post(t, [](vtrx& v) { v.modulateTask(); });
+    pool->getUpdates();
+    return pttsSeen > 0 && !t->ptt.get();
+  }));
   set(t, [](vtrx& v) { v.remove(); });
   ASSERT_TRUE(waitFor([&] { return radio->removed.load(); }));
   std::atomic<int> last{0};
