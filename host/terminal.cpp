@@ -68,7 +68,7 @@ keyPress terminal::readKey() {
   if (n > 0)
     keys_.add({bytes, static_cast<size_t>(n)}, now);
   else
-    closed_ = closed_ || n == 0 || errno != EINTR;
+    closed_ = closed_ || n == 0 || (errno != EINTR && errno != EAGAIN);
   return keys_.next(now);
 }
 
