@@ -69,6 +69,7 @@ void cwSession::sendScript() {
     queueText();
     script_ = script::sending;
   }
+  if (script_ == script::waiting && missing() && !picture()) quit();
   if (script_ == script::sending && line_.waiting().empty() && !sender_.guard().keyed()) {
     script_ = script::over;
     if (endsByItself_ && !picture()) quit();

@@ -81,6 +81,8 @@ void pskSession::sendScript() {
     line_.end();
     queueText();
     script_ = script::sending;
+  } else if (script_ == script::waiting && missing() && !picture()) {
+    quit();
   } else if (script_ == script::sending && line_.waiting().empty() && !sender_.guard().keyed()) {
     script_ = script::over;
     if (endsByItself_ && !picture()) quit();

@@ -14,7 +14,7 @@ namespace larchhost {
 namespace {
 
 constexpr std::chrono::milliseconds pollPause{4}, picturePause{100}, linePause{1000};
-constexpr std::chrono::seconds silenceBeforeWarning{2};
+constexpr std::chrono::seconds silenceBeforeWarning{2}, longestWait{10};
 constexpr int32_t steps[] = {10, 100, 500, 1000, 5000, 10000, 100000};
 constexpr int32_t filterStep = 100, wideFilterStep = 5000, narrowest = 100; // Hz
 constexpr double peakAbove_dB = 15, peakApart = 300;                        // Hz
@@ -92,6 +92,8 @@ int receiveSession::run() {
 bool receiveSession::timeIsUp() const {
   return options_.seconds > 0 && clock::now() - started_ > std::chrono::duration<double>(options_.seconds);
 }
+
+bool receiveSession::missing() const { return !running() && clock::now() - started_ > longestWait; }
 
 void receiveSession::watchFrames() {
   if (station_.framesSeen() != framesBefore_) {

@@ -42,6 +42,7 @@ class receiveSession {
   receiver& first() { return *shown_.front(); }
   const receiver& first() const { return *shown_.front(); }
   bool running() const { return station_.framesSeen() > 0; } // the radio's stream has come
+  bool missing() const;                                      // the stream hasn't come for so long that a script gives up
   bool picture() const { return terminal_ != nullptr; }
   bool unicode() const { return unicode_; }
   int rows() const { return terminal_ ? terminal_->rows() : 0; } // of the terminal

@@ -12,7 +12,6 @@ namespace {
 constexpr int32_t driveStep = 5;
 constexpr double meterBottom_dB = -60;
 constexpr int micBar = 20;
-constexpr std::chrono::seconds longestWait{10}; // of a script for the radio's stream
 
 double micLevel_dB(double level) { return level > 0 ? std::max(20 * std::log10(level), meterBottom_dB) : meterBottom_dB; }
 
@@ -46,7 +45,7 @@ void talkSession::keyForAWhile() {
     sender_.guard().press();
     keyedAt_ = clock::now();
     script_ = script::keyed;
-  } else if (script_ == script::waiting && clock::now() - began_ > longestWait) {
+  } else if (script_ == script::waiting && missing()) {
     incomplete_ = true;
     quit();
   }

@@ -29,7 +29,6 @@ class talkSession : public receiveSession {
   const std::string inputName_;
   transmitter& sender_;
   enum class script { waiting, keyed, over } script_ = script::waiting;
-  const clock::time_point began_ = clock::now();
   clock::time_point keyedAt_;
   bool incomplete_ = false;
   std::string toldNote_;

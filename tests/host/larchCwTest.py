@@ -246,6 +246,12 @@ class LarchCw(talk.LarchTalk):
         self.assertEqual(len(self.wire.transmissions()), 1)
         self.assert_quiet_end()
 
+    def test_a_text_doesnt_wait_for_ever_for_a_silent_radio(self):
+        self.wire.cut = True
+        done = self.talk("--transmit", "--text", "E", "--force", "--board", "hl2")
+        self.assertEqual(done.returncode, 1, done)
+        self.assertIn("the radio sent nothing", done.stderr)
+
     def test_a_key_keys_and_the_hang_time_ends_it(self):
         move = self.key_device()
         self.start("--transmit", "--drive", "255", "--key", self.path("key"), "--hang", "600")

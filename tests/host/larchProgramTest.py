@@ -152,6 +152,29 @@ class LarchProgram(unittest.TestCase):
             self.assertEqual(program.returncode, 0, err)
             self.assertIn("spectrum frames", out)
 
+    def test_signals_for_another_larch_are_passed_over(self):
+        self.start_radio()
+        program = subprocess.Popen(self.command("listen", "--radio", self.address, "--audio", "none", "--freq", "7.05M"),
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        while "dBm" not in program.stdout.readline():
+            pass
+        for s in (signal.SIGUSR1, signal.SIGUSR2):
+            program.send_signal(s)
+        while "dBm" not in program.stdout.readline():
+            self.assertIsNone(program.poll())
+        program.send_signal(signal.SIGINT)
+        out, err = program.communicate(timeout=PATIENCE)
+        self.assertEqual(program.returncode, 0, err)
+
+    def test_a_recording_that_stalls_holds_nothing_up(self):
+        self.start_radio()
+        os.mkfifo(self.path("iq"))
+        reader = os.open(self.path("iq"), os.O_RDONLY | os.O_NONBLOCK)
+        done = self.listen("--freq", "7.05M", "--seconds", "5", "--iq", self.path("iq"))
+        self.assertEqual(done.returncode, 1, done)
+        self.assertIn(f"writing {self.path('iq')} failed", done.stderr)
+        os.close(reader)
+
     def test_terminal_shows_the_picture_and_obeys_keys(self):
         self.start_radio()
         pid, fd = pty.fork()

@@ -182,6 +182,12 @@ class LarchPsk(talk.LarchTalk):
         self.assertEqual(len(self.wire.transmissions()), 1)
         self.assertEqual(self.wire.words[-1], (0, len(self.wire.sent)))
 
+    def test_a_text_doesnt_wait_for_ever_for_a_silent_radio(self):
+        self.wire.cut = True
+        done = self.talk("--transmit", "--text", "e", "--force", "--board", "hl2")
+        self.assertEqual(done.returncode, 1, done)
+        self.assertIn("the radio sent nothing", done.stderr)
+
     def test_interrupt_ends_a_transmission_behind_its_carrier(self):
         self.start("--transmit", "--drive", "255", "--text", "a long text " * 60)
         self.wait_for_air()
