@@ -36,6 +36,13 @@ bool isDiscoveryRequest(std::span<const uint8_t> datagram) {
   return std::all_of(datagram.begin() + 3, datagram.end(), [](uint8_t b) { return b == 0; });
 }
 
+bool isOtherDiscoveryRequest(std::span<const uint8_t> datagram) {
+  constexpr size_t commandAt = 4; // behind a sequence number, which is 0
+  if (datagram.size() != otherDiscoveryBytes || datagram[commandAt] != 2) return false;
+  return std::all_of(datagram.begin(), datagram.begin() + commandAt, [](uint8_t b) { return b == 0; }) &&
+         std::all_of(datagram.begin() + commandAt + 1, datagram.end(), [](uint8_t b) { return b == 0; });
+}
+
 std::array<uint8_t, discoveryAnswerBytes> discoveryAnswer(const boardProfile& board, const macAddress& mac, int receivers,
                                                           bool inUse, const deviceState& stored) {
   std::array<uint8_t, discoveryAnswerBytes> a{};

@@ -10,6 +10,7 @@ namespace larch::sim {
 
 constexpr size_t discoveryRequestBytes = 63;
 constexpr size_t discoveryAnswerBytes = 60;
+constexpr size_t otherDiscoveryBytes = 60; // the request of Protocol 2
 
 // How the gain of the receiver path is coded in the command registers.
 enum class gainForm {
@@ -40,6 +41,9 @@ using macAddress = std::array<uint8_t, 6>;
 
 // True for the 63 bytes EF FE 02 0 ... 0.
 bool isDiscoveryRequest(std::span<const uint8_t> datagram);
+
+// True for the request of Protocol 2: 60 bytes 0 0 0 0 02 0 ... 0. Hosts that look for both protocols send it to the same port.
+bool isOtherDiscoveryRequest(std::span<const uint8_t> datagram);
 
 // The answer: 60 bytes, status 02 idle or 03 in use, MAC at 3, firmware at 9, board at 10. Hermes-Lite 2 adds its receivers at
 // 19, minor firmware at 21, and of what is stored in it the status word at 11, the address at 13, the MAC's tail at 17.

@@ -10,7 +10,7 @@ namespace larch::sim {
 
 enum class problem : int {
   wrongLength,      // no length that the protocol knows for this kind of datagram
-  wrongMagic,       // doesn't begin with EF FE
+  wrongMagic,       // doesn't begin with EF FE and is no discovery of Protocol 2
   unknownCommand,   // third byte is no command of the protocol
   wrongEndpoint,    // data for another endpoint than 2
   wrongSync,        // a frame doesn't begin with 7F 7F 7F

@@ -105,6 +105,10 @@ void p1PackWideband(uint8_t* d, uint32_t sequence, const int16_t* samples) {
 void p1ReadHostDatagram(std::span<const uint8_t> d, hostDatagram& out) {
   out.problem = -1;
   if (d.size() < 4) return setBad(out, problem::wrongLength);
+  if (isOtherDiscoveryRequest(d)) {
+    out.kind = hostDatagramKind::otherDiscovery;
+    return;
+  }
   if (d[0] != 0xEF || d[1] != 0xFE) return setBad(out, problem::wrongMagic);
   switch (d[2]) {
   case commandDiscovery:

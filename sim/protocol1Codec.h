@@ -50,7 +50,7 @@ void p1PackWideband(uint8_t* datagram, uint32_t sequence, const int16_t* samples
 
 // ---- host to radio
 
-enum class hostDatagramKind { discovery, startStop, data, bad };
+enum class hostDatagramKind { discovery, otherDiscovery, startStop, data, bad }; // otherDiscovery: of Protocol 2
 
 struct txSample {
   int16_t left = 0, right = 0, i = 0, q = 0;

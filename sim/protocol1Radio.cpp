@@ -69,6 +69,7 @@ void protocol1Radio::handle(std::span<const uint8_t> datagram, const endpointAdd
     socket.sendOne(discoveryAnswer(*built.board, built.mac, receivers, inUse || counted.streaming, devices.state()), sender);
     break;
   }
+  case hostDatagramKind::otherDiscovery: ++counted.otherDiscoveries; break;
   case hostDatagramKind::startStop: handleStart(incoming.startBits, sender); break;
   case hostDatagramKind::data: handleData(incoming, sender); break;
   case hostDatagramKind::bad: break;

@@ -30,6 +30,7 @@ struct radioReport {
   uint64_t iqSent = 0, widebandSent = 0; // datagrams made, over all streams, those that a fault took away included
   uint32_t nextIqSequence = 0;           // of this stream
   uint64_t dataReceived = 0;             // good data datagrams of the host
+  uint64_t otherDiscoveries = 0;         // of Protocol 2, not answered
   uint64_t discoveries = 0, starts = 0, stops = 0, takeovers = 0, watchdogStops = 0;
   uint64_t problems = 0;       // total count
   uint64_t clippedSamples = 0; //

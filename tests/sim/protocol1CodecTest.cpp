@@ -118,6 +118,28 @@ TEST(protocol1CodecTest, readsStartStopAndDiscovery) {
   EXPECT_EQ(d.kind, hostDatagramKind::discovery);
 }
 
+TEST(protocol1CodecTest, knowsTheDiscoveryOfTheOtherProtocolByAllItsBytes) {
+  std::vector<uint8_t> request(60);
+  request[4] = 2;
+  hostDatagram d;
+  p1ReadHostDatagram(request, d);
+  EXPECT_EQ(d.kind, hostDatagramKind::otherDiscovery);
+  EXPECT_EQ(d.problem, -1);
+  for (size_t i = 0; i < request.size(); ++i) {
+    std::vector<uint8_t> other = request;
+    ++other[i];
+    p1ReadHostDatagram(other, d);
+    EXPECT_EQ(d.kind, hostDatagramKind::bad) << i;
+    EXPECT_EQ(d.problem, static_cast<int>(problem::wrongMagic)) << i;
+  }
+  for (const size_t length : {5u, 59u, 61u, 63u}) {
+    std::vector<uint8_t> other = request;
+    other.resize(length);
+    p1ReadHostDatagram(other, d);
+    EXPECT_EQ(d.problem, static_cast<int>(problem::wrongMagic)) << length;
+  }
+}
+
 TEST(protocol1CodecTest, namesWhatIsWrongWithADatagram) {
   const auto check = [](std::vector<uint8_t> bytes, hostDatagramKind kind, problem why) {
     hostDatagram d;

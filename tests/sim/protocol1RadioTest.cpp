@@ -93,10 +93,21 @@ TEST(protocol1RadioTest, discoveryOfAnotherLengthOrContentIsAProblem) {
   bytes wrong(60);
   wrong[0] = 0xEF, wrong[1] = 0xFE, wrong[2] = 2;
   s.host.send(wrong);
-  s.host.send(bytes(60)); // begins like the other protocol's
+  s.host.send(bytes(60)); // not even the other protocol's
   ASSERT_TRUE(s.radio->waitUntil([](const radioReport& r) { return r.problems == 2; }));
   EXPECT_EQ(s.radio->problems().count(problem::wrongLength), 1u);
   EXPECT_EQ(s.radio->problems().count(problem::wrongMagic), 1u);
+  EXPECT_TRUE(s.host.receive().empty());
+}
+
+TEST(protocol1RadioTest, discoveryOfTheOtherProtocolIsCountedAndNotAnswered) {
+  station s;
+  bytes request(60);
+  request[4] = 2;
+  s.host.send(request);
+  ASSERT_TRUE(s.radio->waitUntil([](const radioReport& r) { return r.otherDiscoveries == 1; }));
+  EXPECT_EQ(s.radio->report().problems, 0u);
+  EXPECT_EQ(s.radio->report().discoveries, 0u);
   EXPECT_TRUE(s.host.receive().empty());
 }
 
