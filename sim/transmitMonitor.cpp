@@ -33,7 +33,7 @@ std::optional<transmission> transmitMonitor::add(const commandFrame& frame, cons
     over = finish();
   } else {
     if (!under) under = transmission{now_s, setting, setting, {}, 0, counted.withoutMox - strayBefore};
-    under->last = setting;
+    follow(setting);
     put(sent.samples);
   }
   ++counted.frames;
@@ -51,7 +51,23 @@ std::optional<transmission> transmitMonitor::add(const commandFrame& frame, cons
   return over;
 }
 
+// A first value that didn't stand for long enough gives its place to the next.
+void transmitMonitor::follow(const transmitSetting& setting) {
+  const auto settle = [this](auto& first, auto& last, size_t& since, auto now) {
+    const bool brief = static_cast<double>(aired - since) <= transmission::settling_s * transmitRate_Hz;
+    if (now != last && first == last && brief) {
+      first = now;
+      since = aired;
+    }
+    last = now;
+  };
+  settle(under->first.frequency_Hz, under->last.frequency_Hz, begun.frequency, setting.frequency_Hz);
+  settle(under->first.filterBits, under->last.filterBits, begun.filterBits, setting.filterBits);
+  settle(under->first.drive, under->last.drive, begun.drive, setting.drive);
+}
+
 void transmitMonitor::put(std::span<const std::complex<float>> samples) {
+  aired += samples.size();
   meter.add(samples);
   recent.insert(recent.end(), samples.begin(), samples.end());
   if (recent.size() >= 2 * second) recent.erase(recent.begin(), recent.end() - second);
@@ -76,6 +92,8 @@ std::optional<transmission> transmitMonitor::finish() {
   const transmission over = soFar();
   under.reset();
   meter = {};
+  aired = 0;
+  begun = {};
   recent.clear();
   strayBefore = counted.withoutMox;
   return over;

@@ -25,8 +25,9 @@ struct transmitSetting {
 
 // From the first frame on the air to the last.
 struct transmission {
-  double start_s = 0;          // radio time at which the first frame came
-  transmitSetting first, last; // with its first frame and with its last
+  static constexpr double settling_s = 0.1; // hosts send the registers of a transmission in turn, some 50 ms long
+  double start_s = 0;                       // radio time at which the first frame came
+  transmitSetting first, last;              // as it began, but for what was replaced within settling_s, and with its last frame
   transmitReading reading;
   uint64_t lost = 0;       // samples of it that never came; they count as silence
   uint64_t withoutMox = 0; // before it, since the one before: samples that weren't 0 while nothing was on the air
@@ -66,6 +67,7 @@ class transmitMonitor {
  private:
   void put(std::span<const std::complex<float>> samples);
 
+  void follow(const transmitSetting& setting);
   transmitLevels counted;
   double peakSquared = 0, energy = 0;
   bool recording = false;
@@ -73,6 +75,11 @@ class transmitMonitor {
   std::optional<transmission> under; // the one that goes on
   transmitMeter meter;               // of it
   std::vector<std::complex<float>> recent;
+  size_t aired = 0;                  // samples of it
+  // when the first of each setting came, in these samples
+  struct {
+    size_t frequency = 0, filterBits = 0, drive = 0;
+  } begun;
   uint64_t strayBefore = 0; // withoutMox as it was at the last one's end
 };
 

@@ -72,7 +72,7 @@ TEST(transmitMonitorTest, whatChangesMeanwhileIsTold) {
   transmittingHost s;
   s.begin(7100000, 7101000);
   s.next = {0, 0, 0x01 << 1, 0, 4};
-  s.exchange(2, true, tone(0, 0.5));
+  s.exchange(40, true, tone(0, 0.5)); // 105 ms
   s.next = {0, 0, 0x02 << 1, 0, 4};
   s.exchange(1, true, tone(0, 0.5));
   s.next = registerCommand(1, 7102000);
@@ -81,6 +81,44 @@ TEST(transmitMonitorTest, whatChangesMeanwhileIsTold) {
   ASSERT_EQ(s.radio->transmissions().size(), 1u);
   const std::string line = describeTransmission(s.radio->transmissions()[0]);
   EXPECT_NE(line.find("on 7101000 to 7102000 Hz, filters 0x01 to 0x02, drive 0,"), std::string::npos) << line;
+}
+
+TEST(transmitMonitorTest, registersThatComeLateAreNoChange) {
+  transmittingHost s;
+  s.begin(7100000, 14095600);
+  const auto send = [&s](size_t datagrams) { s.exchange(datagrams, true, tone(0, 0.5)); };
+  const auto line = [&s] {
+    s.exchange(1, false, nothing);
+    return describeTransmission(s.radio->transmissions().back());
+  };
+  send(19); // 50 ms
+  s.next = registerCommand(1, 7160000);
+  send(1);
+  s.next = registerCommand(9, 64u << 24);
+  send(1);
+  s.next = {0, 0, 0x02 << 1, 0, 4};
+  send(40);
+  std::string told = line();
+  EXPECT_NE(told.find("on 7160000 Hz, filters 0x02, drive 64,"), std::string::npos) << told;
+  // each value counts by itself, from when it came; lost samples are time, too
+  send(1);
+  s.next = registerCommand(1, 7161000);
+  send(38);
+  s.lose(2); // the frequency has stood for 105 ms
+  s.next = registerCommand(1, 7162000);
+  send(1);
+  s.next = registerCommand(1, 7163000);
+  send(1);
+  told = line();
+  EXPECT_NE(told.find("on 7161000 to 7163000 Hz, filters 0x02, drive 64,"), std::string::npos) << told;
+  // and back: no change
+  send(40);
+  s.next = registerCommand(9, 65u << 24);
+  send(1);
+  s.next = registerCommand(9, 64u << 24);
+  send(1);
+  told = line();
+  EXPECT_NE(told.find("on 7163000 Hz, filters 0x02, drive 64,"), std::string::npos) << told;
 }
 
 TEST(transmitMonitorTest, countsSamplesOnTheLimit) {
