@@ -19,11 +19,14 @@ struct transmitMoment {
 // Samples are played one after the other, the first one delay_s after it came; a lost datagram leaves a hole. When the host
 // falls so far behind that a sample's time has passed, the delay begins anew; what it sends more than longestAhead_s too early
 // is dropped.
-// Each piece of a transmission on one frequency is a signal of its own in the scene, taken out after it was played. The times
-// are those of one radio's stream: other radios on the same scene count their own. Not thread-safe; the scene's readers may run.
+// Each frequency that something waits on is a signal in the scene, taken out after the last of it was played. There are at most
+// mostFrequencies of them; what is sent on one more is silence. What waits takes 0.4 MB a second, at most delay_s +
+// longestAhead_s of it; what was played goes at once. The times are those of one radio's stream: other radios on the same scene
+// count their own. Not thread-safe; the scene's readers may run.
 class transmitEcho {
  public:
   static constexpr double shortestDelay_s = 0.05, longestAhead_s = 2;
+  static constexpr size_t mostFrequencies = 64;
 
   // level: of a full-scale transmission
   transmitEcho(std::shared_ptr<bandScene> scene, double delay_s, double level_dBFS);
@@ -40,14 +43,15 @@ class transmitEcho {
   bool settle(const transmitMoment& when, bool on);
   void finish();
   void forget(double now_s);
+  bool tune(const transmitMoment& when);
 
   std::shared_ptr<bandScene> scene;
   double delay_s, level_dBFS;
   bool counting = false;
-  double next_s = 0; // true time at which the next sample is played
-  transmitMoment placed;
-  std::shared_ptr<piece> open;                // the piece that grows
-  std::vector<std::shared_ptr<piece>> played; // all that are in the scene
+  double next_s = 0;                           // true time at which the next sample is played
+  std::shared_ptr<piece> open;                 // the one that grows; none while nothing is on the air
+  double angle = 0;                            // carrier phase of what is sent against that of the open one
+  std::vector<std::shared_ptr<piece>> waiting; // all that are in the scene
 };
 
 } // namespace larch::sim

@@ -138,6 +138,107 @@ TEST(transmitEchoTest, whatWasPlayedLeavesTheScene) {
   EXPECT_EQ(s.scene->current()->signals.size(), 0u);
 }
 
+// A host that keys with MOX: one signal with holes, not one for each time.
+TEST(transmitEchoTest, shortBreaksAreSilenceInOneSignal) {
+  echoing s({}, 0);
+  s.begin(7100000, 7100000);
+  const uint64_t before = s.scene->current()->revision;
+  for (int i = 0; i < 300; ++i) s.exchange(1, i % 2 == 0, tone(500));
+  EXPECT_EQ(s.scene->current()->signals.size(), 1u);
+  EXPECT_EQ(s.scene->current()->revision, before + 1);
+  s.exchange(60, false, nothing);
+  const size_t begin = 126 + delaySamples;
+  for (size_t i = 0; i < 300; ++i) {
+    const size_t at = begin + 126 * i;
+    for (size_t n = at + 40; n < at + 86; ++n) {
+      const std::complex<double> wanted = i % 2 == 0 ? tone(500)(n - begin) : 0;
+      ASSERT_LT(std::abs(s.heard[n] - wanted), 0.02) << i; // the edges ring
+    }
+  }
+  s.exchange(60, false, nothing);
+  EXPECT_TRUE(s.scene->current()->signals.empty());
+}
+
+TEST(transmitEchoTest, aFrequencyThatComesBackIsTheSameSignal) {
+  echoing s({}, 0);
+  s.begin(7100000, 7101000);
+  const uint64_t before = s.scene->current()->revision;
+  for (int i = 0; i < 40; ++i) {
+    s.next = registerCommand(1, i % 2 == 0 ? 7101000 : 7105000);
+    s.exchange(4, true, tone(0));
+  }
+  EXPECT_EQ(s.scene->current()->signals.size(), 2u);
+  EXPECT_EQ(s.scene->current()->revision, before + 2);
+  s.exchange(60, false, nothing);
+  // one oscillator that moves: its phase a little after each change is the phase before plus what it turned since
+  const size_t begin = 126 + delaySamples;
+  for (size_t i = 1; i < 40; ++i) {
+    const size_t change = begin + i * 4 * 126, before50 = change - 50, after50 = change + 50;
+    const double f0 = i % 2 == 1 ? 1000 : 5000, f1 = 6000 - f0;
+    const double turned = -2 * M_PI * 50 * (f0 + f1) / 48000;
+    EXPECT_NEAR(std::remainder(std::arg(s.heard[after50] / s.heard[before50]) - turned, 2 * M_PI), 0, 0.05) << i;
+  }
+}
+
+TEST(transmitEchoTest, moreFrequenciesThanItKeepsAreSilent) {
+  echoing s({}, 0, 1);
+  s.begin(7100000, 7100000);
+  for (uint32_t i = 0; i < 100; ++i) {
+    s.next = registerCommand(1, 7100000 + 100 * i);
+    s.exchange(1, true, tone(0));
+  }
+  EXPECT_EQ(s.scene->current()->signals.size(), transmitEcho::mostFrequencies);
+  s.exchange(500, false, nothing);
+  EXPECT_TRUE(s.scene->current()->signals.empty());
+  const size_t begin = 126 + 48000;
+  for (size_t i = 0; i < 100; ++i) {
+    const double level = std::abs(s.heard[begin + 126 * i + 63]);
+    if (i == transmitEcho::mostFrequencies) continue; // the edge rings
+    EXPECT_NEAR(level, i < transmitEcho::mostFrequencies ? 1 : 0, 0.05) << i;
+  }
+  s.next = registerCommand(1, 7109900);
+  s.exchange(400, true, tone(0)); // there is room again
+  EXPECT_EQ(s.scene->current()->signals.size(), 1u);
+  EXPECT_NEAR(std::abs(s.heard[s.heard.size() - 100]), 1, 1e-3);
+}
+
+TEST(transmitEchoTest, whatWasPlayedGoesWhileTheTransmissionGoesOn) {
+  echoing s({}, 0, 0.5);
+  s.begin(7100000, 7100000);
+  s.exchange(600, true, tone(0));
+  const auto signals = s.scene->current()->signals;
+  ASSERT_EQ(signals.size(), 1u);
+  const double now_s = s.radio->report().radioTime_s;
+  const auto readAt = [&](double time_s) {
+    std::complex<double> a[2];
+    return signals[0]->envelope({time_s, 1 / 48000.0, 2}, {-24000, 24000}, a);
+  };
+  EXPECT_EQ(readAt(now_s - 0.15), envelopeShape::silent);
+  EXPECT_EQ(readAt(now_s - 0.05), envelopeShape::varying);
+  EXPECT_EQ(readAt(now_s + 0.49), envelopeShape::varying);
+  EXPECT_EQ(readAt(now_s + 0.51), envelopeShape::silent);
+}
+
+// The stream's time stands still between two streams: what is sent after the start is due before what still waits.
+TEST(transmitEchoTest, aNewStreamBeginsItsOwnCount) {
+  echoing s({}, 0, 0.5);
+  s.begin(7100000, 7100000);
+  s.exchange(100, true, tone(0, 0.25));
+  for (int i = 0; i < 2; ++i) {
+    s.host.stop();
+    ASSERT_TRUE(s.radio->waitUntil([](const radioReport& r) { return !r.streaming; }));
+    s.host.start(1);
+    ASSERT_TRUE(s.radio->waitUntil([](const radioReport& r) { return r.streaming; }));
+  }
+  s.exchange(100, true, tone(0, 0.25));
+  s.exchange(250, false, nothing);
+  // the second stream's samples come 0.5 s after they were sent, on their own
+  const size_t begin = 101 * 126 + 24000;
+  EXPECT_NEAR(std::abs(s.heard[begin + 100]), 0.25, 1e-3);
+  EXPECT_NEAR(std::abs(s.heard[begin + 99 * 126]), 0.25, 1e-3);
+  EXPECT_LT(peakOf(s.from(begin + 100 * 126 + 10, 4800)), 1e-6);
+}
+
 TEST(transmitEchoTest, aLongTransmissionKeepsItsPlaceInTime) {
   echoing s({}, 0);
   s.begin(7100000, 7100000);
