@@ -3,12 +3,15 @@
 #include <cstdio>
 #include <ctime>
 #include <exception>
+#include <optional>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include "sim/protocol1Radio.h"
 #include "sim/sceneReader.h"
+#include "sim/transmitRecorder.h"
 
 namespace {
 using namespace larch::sim;
@@ -69,7 +72,7 @@ void addOptions(CLI::App& app, settings& s) {
   app.add_option("--tx-zone", s.radio.transmitZone, "Nyquist zone that the transmitter's filters let through, 0 the first")
       ->check(CLI::Range(0, 15))
       ->capture_default_str();
-  app.add_option("--record-tx", s.transmitFile, "write what the host transmits to this WAV file at the end");
+  app.add_option("--record-tx", s.transmitFile, "write what the host transmits to this WAV file, up to 4 GiB");
   app.add_option("--seconds", s.seconds, "end after so many seconds");
   app.add_flag("--verbose", s.verbose, "print each register by name when it changes");
   app.add_flag("--quiet", s.quiet, "no status lines");
@@ -93,8 +96,43 @@ double monotonic_s() {
   return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
 }
 
+// --record-tx: written some 20 times a second by this thread, so that a slow disk doesn't hold up the radio.
+class transmitFile {
+ public:
+  void begin(protocol1Radio& radio, const settings& s) {
+    if (s.transmitFile.empty()) return;
+    file.emplace(s.transmitFile, s.radio.transmitZone);
+    radio.recordTransmit(true);
+  }
+  void take(protocol1Radio& radio) {
+    carry(radio, [&] { file->add(radio.takeTransmitted()); });
+  }
+  // False: the file doesn't hold everything.
+  bool end(protocol1Radio& radio) {
+    take(radio);
+    carry(radio, [this] { file->close(); });
+    return whole;
+  }
+
+ private:
+  template <typename action> void carry(protocol1Radio& radio, action&& act) {
+    if (!file) return;
+    try {
+      act();
+    } catch (const std::runtime_error& e) {
+      fmt::print(stderr, "larch-sim: {}; the recording ends here\n", e.what());
+      radio.recordTransmit(false);
+      radio.takeTransmitted();
+      file.reset();
+      whole = false;
+    }
+  }
+  std::optional<transmitRecorder> file;
+  bool whole = true;
+};
+
 // until a signal asks for the end or the time is over
-void watch(protocol1Radio& radio, const settings& s, const sigset_t& ends) {
+void watch(protocol1Radio& radio, const settings& s, const sigset_t& ends, transmitFile& recording) {
   constexpr long step_ns = 50000000;
   const double begin = monotonic_s();
   double nextLine = 1;
@@ -103,6 +141,7 @@ void watch(protocol1Radio& radio, const settings& s, const sigset_t& ends) {
   for (;;) {
     const timespec step{0, step_ns};
     if (sigtimedwait(&ends, nullptr, &step) > 0) return;
+    recording.take(radio);
     const double now = monotonic_s() - begin;
     if (s.seconds > 0 && now >= s.seconds) return;
     if (s.silence.size() == 2) {
@@ -145,14 +184,14 @@ int play(settings& s, const sigset_t& ends) {
   }
   radio.onDevice([](const std::string& done) { fmt::print("{}\n", done); });
   radio.onTransmission([](const transmission& t) { fmt::print("transmission at {}\n", describeTransmission(t)); });
-  radio.recordTransmit(!s.transmitFile.empty());
+  transmitFile recording;
+  recording.begin(radio, s);
   fmt::print("{} at {}:{}, scene {}\n", s.board, radio.address(), radio.port(), s.scene);
   radio.run();
-  watch(radio, s, ends);
+  watch(radio, s, ends, recording);
   radio.stop();
   printEnd(radio);
-  if (!s.transmitFile.empty()) transmitMonitor::writeIqWav(s.transmitFile, radio.transmitted(), s.radio.transmitZone);
-  return 0;
+  return recording.end(radio) ? 0 : 1;
 }
 } // namespace
 

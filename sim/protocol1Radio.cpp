@@ -404,6 +404,11 @@ std::vector<recordedSample> protocol1Radio::transmitted() const {
   return monitor.recorded();
 }
 
+std::vector<recordedSample> protocol1Radio::takeTransmitted() {
+  const std::lock_guard lock(guard);
+  return monitor.takeRecorded();
+}
+
 std::vector<transmission> protocol1Radio::transmissions() const {
   const std::lock_guard lock(guard);
   return over;

@@ -106,6 +106,7 @@ class protocol1Radio {
   registerFile registers() const; // all values, counts, order, queued commands
   problemLog problems() const;
   std::vector<recordedSample> transmitted() const;
+  std::vector<recordedSample> takeTransmitted(); // the same, and forgets them
   std::vector<transmission> transmissions() const; // those that are over
   // The one that goes on, with the reading of its last second (of all of it, while it is younger).
   std::optional<transmission> transmitting() const;

@@ -3,7 +3,7 @@
 #include <array>
 #include <cmath>
 #include <fmt/format.h>
-#include "sim/wavFile.h"
+#include "sim/transmitRecorder.h"
 
 namespace larch::sim {
 
@@ -119,14 +119,9 @@ void transmitMonitor::clear() {
 }
 
 void transmitMonitor::writeIqWav(const std::string& path, std::span<const recordedSample> samples, int zone) {
-  const double sign = zone % 2 == 0 ? -1 : 1;
-  std::vector<float> interleaved;
-  interleaved.reserve(samples.size() * 2);
-  for (const recordedSample& r : samples) {
-    interleaved.push_back(static_cast<float>(r.sample.i / fullScale));
-    interleaved.push_back(static_cast<float>(sign * r.sample.q / fullScale));
-  }
-  writeWav(path, transmitRate_Hz, 2, interleaved);
+  transmitRecorder file(path, zone);
+  file.add(samples);
+  file.close();
 }
 
 } // namespace larch::sim

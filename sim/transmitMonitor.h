@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 #include "sim/transmitMeter.h"
 
@@ -59,27 +60,27 @@ class transmitMonitor {
   void clear();
   void record(bool on) { recording = on; } // keeps every sample of every frame, at 48,000 a second
   const std::vector<recordedSample>& recorded() const { return kept; }
-  void clearRecorded() { kept.clear(); }
+  std::vector<recordedSample> takeRecorded() { return std::exchange(kept, {}); } // recording goes on, from nothing
   // Stereo WAV at 48 kHz, I left and Q right, turned so that positive frequencies lie above the carrier: Q changes its sign
   // unless the carrier is in an odd Nyquist zone. Throws std::runtime_error.
   static void writeIqWav(const std::string& path, std::span<const recordedSample> samples, int zone = 0);
 
  private:
   void put(std::span<const std::complex<float>> samples);
-
   void follow(const transmitSetting& setting);
+
   transmitLevels counted;
   double peakSquared = 0, energy = 0;
   bool recording = false;
   std::vector<recordedSample> kept;
   std::optional<transmission> under; // the one that goes on
   transmitMeter meter;               // of it
-  std::vector<std::complex<float>> recent;
   size_t aired = 0;                  // samples of it
   // when the first of each setting came, in these samples
   struct {
     size_t frequency = 0, filterBits = 0, drive = 0;
   } begun;
+  std::vector<std::complex<float>> recent;
   uint64_t strayBefore = 0; // withoutMox as it was at the last one's end
 };
 

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include "sim/wavWriter.h"
 
 namespace larch::sim {
 
@@ -78,24 +79,9 @@ wavData readWav(const std::string& path) {
 }
 
 void writeWav(const std::string& path, double rate_Hz, int channels, std::span<const float> interleaved) {
-  std::vector<uint8_t> file;
-  const auto put = [&file](uint32_t v, int bytes) {
-    for (int i = 0; i < bytes; ++i) file.push_back(static_cast<uint8_t>(v >> (8 * i)));
-  };
-  const auto text = [&file](const char* t) { file.insert(file.end(), t, t + 4); };
-  const auto rate = static_cast<uint32_t>(rate_Hz), width = static_cast<uint32_t>(2 * channels);
-  const auto dataBytes = static_cast<uint32_t>(2 * interleaved.size());
-  text("RIFF"), put(36 + dataBytes, 4), text("WAVE");
-  text("fmt "), put(formatBytes, 4), put(formatPcm, 2), put(static_cast<uint32_t>(channels), 2);
-  put(rate, 4), put(rate * width, 4), put(width, 2), put(16, 2);
-  text("data"), put(dataBytes, 4);
-  for (const float v : interleaved) {
-    const double clipped = std::clamp<double>(v, -1, 1) * 32767;
-    put(static_cast<uint32_t>(std::lrint(clipped)), 2);
-  }
-  std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
-  if (!out.flush()) throw std::runtime_error(path + ": can't be written");
+  wavWriter file(path, rate_Hz, channels);
+  file.put(interleaved);
+  file.close();
 }
 
 } // namespace larch::sim

@@ -24,8 +24,10 @@ std::string programPath() {
 // a running larch-sim with its standard output on a pipe
 class program {
  public:
-  explicit program(std::vector<std::string> words) {
+  // before: of a command line that runs the program
+  explicit program(std::vector<std::string> words, const std::vector<std::string>& before = {}) {
     words.insert(words.begin(), programPath());
+    words.insert(words.begin(), before.begin(), before.end());
     std::vector<char*> arguments;
     for (std::string& w : words) arguments.push_back(w.data());
     arguments.push_back(nullptr);
@@ -77,6 +79,18 @@ class program {
   int output = -1;
   bool ended = false;
 };
+
+// The host pays for each datagram with one of its own until the condition holds.
+void exchangeUntil(simHost& host, const std::function<bool()>& enough) {
+  std::array<std::complex<double>, 126> z;
+  z.fill({0, 0.5});
+  constexpr int most = 20000;
+  for (int i = 0; i < most && !enough(); ++i) {
+    ASSERT_EQ(host.receive(10000).size(), 1032u);
+    host.send(transmitDatagram(host.sequence++, registerCommand(1, 7100000), registerCommand(4, 0), true, z.data()));
+  }
+  EXPECT_TRUE(enough());
+}
 
 class larchSimProgramTest : public testing::Test {
  protected:
@@ -176,7 +190,44 @@ TEST_F(larchSimProgramTest, measuresAndRecordsTransmissionsHoweverItEnds) {
   }
 }
 
+TEST_F(larchSimProgramTest, recordsWhileItRuns) {
+  const std::string path = testing::TempDir() + "larchSimRuns" + std::to_string(getpid()) + ".wav";
+  std::filesystem::remove(path);
+  program sim({"--port", "0", "--scene", "none", "--quiet", "--record-tx", path});
+  simHost host("127.0.0.1", sim.port());
+  host.configure(0, 1);
+  host.start(1);
+  exchangeUntil(host, [&] { return larch::sim::readWav(path).frames() >= 50u * 126; });
+  sim.send(SIGKILL);
+  EXPECT_EQ(sim.status(), -1);
+  EXPECT_GE(larch::sim::readWav(path).frames(), 50u * 126);
+  std::filesystem::remove(path);
+}
+
+// A file that may not grow stands for a full disk.
+TEST_F(larchSimProgramTest, aFullDiskEndsTheRecordingAlone) {
+  const std::string path = testing::TempDir() + "larchSimFull" + std::to_string(getpid()) + ".wav";
+  std::filesystem::remove(path);
+  program sim({"--port", "0", "--scene", "none", "--quiet", "--record-tx", path},
+              {"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 64; exec \"$0\" \"$@\""});
+  simHost host("127.0.0.1", sim.port());
+  host.configure(0, 1);
+  host.start(1);
+  exchangeUntil(host, [&] { return std::filesystem::file_size(path) >= 32768; });
+  EXPECT_TRUE(sim.reads(path + ": can't be written: File too large; the recording ends here")) << sim.text;
+  int more = 0;
+  exchangeUntil(host, [&] { return ++more > 200; }); // the radio goes on
+  EXPECT_EQ(larch::sim::readWav(path).frames(), (32768u - 44) / 4);
+  sim.send(SIGINT);
+  EXPECT_TRUE(sim.reads("problems: none"));
+  EXPECT_EQ(sim.status(), 1) << sim.text;
+  std::filesystem::remove(path);
+}
+
 TEST_F(larchSimProgramTest, refusesWhatItCantDo) {
+  program noFile({"--port", "0", "--scene", "none", "--record-tx", "/dev/full"});
+  EXPECT_TRUE(noFile.reads("/dev/full: can't be written: No space left on device"));
+  EXPECT_EQ(noFile.status(), 1);
   program sim({"--port", "0", "--scene", "none"});
   program second({"--port", std::to_string(sim.port()), "--scene", "none"});
   EXPECT_TRUE(second.reads("can't bind 127.0.0.1:"));
