@@ -23,8 +23,7 @@ cw 7.0256M -101 wpm=14 text="VVV VVV DE Q8QRP = 5 W TO A DIPOLE = QRZ?" pause=3
 cw 7.0302M -84 wpm=30 text="QRL? QRL? CQ DE Q4FOX Q4FOX" pause=5
 cw 7.0365M -74 wpm=20 text="CQ CQ CQ DE Q3BAR Q3BAR Q3BAR +" pause=3
 # calls, and answers whoever calls it
-cw 7.0390M -72 wpm=20 text="CQ CQ CQ DE Q6SIM Q6SIM Q6SIM K" pause=20
-answer 7.0390M -72 wpm=20 call=Q6SIM text="R R DE Q6SIM Q6SIM = TNX FER CALL = UR RST 599 599 = NAME IS LARRY = HW? DE Q6SIM K"
+answer 7.0390M -72 wpm=25 call=Q6SIM cq="CQ CQ CQ CQ DE Q6SIM Q6SIM Q6SIM K" cq_pause=8 text="R R DE Q6SIM Q6SIM GM ES TNX FER CALL UR RST 599 599 NAME IS LARRY LARRY HW? DE Q6SIM K"
 # PSK and radioteletype
 psk 7.04030M -72 mode=bpsk31 text="CQ CQ CQ de Q1PSK Q1PSK Q1PSK pse k" pause=4
 psk 7.04055M -80 mode=bpsk31 text="Q7XYZ de Q4FOX = name is Ada Ada = qth North Hill = hw cpy? Q7XYZ de Q4FOX kn" pause=9

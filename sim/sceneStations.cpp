@@ -76,13 +76,14 @@ std::shared_ptr<signalSource> makeFm(double frequency, double level, wordSet& se
 
 // Morse unless the mode is a sideband.
 std::shared_ptr<signalSource> makeAnswer(double frequency, double level, wordSet& set, const std::string& folder) {
-  constexpr double tail_s = 1; // until it listens again
+  constexpr double tail_s = 1;       // until it listens again
+  constexpr double longEnough_s = 8; // between two calls, for somebody to answer
   const std::string call = set.take("call", std::string()), mode = set.take("mode", std::string("cw"));
   const double wait = set.take("wait", 1.5);
   if (call.empty() || wait < 0) throw std::runtime_error("answer needs call= and no negative wait=");
   if (mode == "usb" || mode == "lsb") {
     const auto words = makeSpeech(frequency, level, mode == "usb" ? sideband::upper : sideband::lower, set, folder);
-    return std::make_shared<answeringSource>(words, words->period_s(), wait, call);
+    return std::make_shared<answeringSource>(words, words->period_s(), wait, call, answeringSource::calling());
   }
   if (mode != "cw") throw std::runtime_error("not understood: mode=" + mode);
   morseSource::sending what;
@@ -91,7 +92,12 @@ std::shared_ptr<signalSource> makeAnswer(double frequency, double level, wordSet
   what.pause_s = tail_s;
   if (what.text.empty() || !(what.wpm > 0)) throw std::runtime_error("answer needs a text and a positive wpm=");
   const auto words = std::make_shared<morseSource>(frequency, level, what);
-  return std::make_shared<answeringSource>(words, words->period_s(), wait, call);
+  answeringSource::calling calls;
+  what.text = set.take("cq", std::string());
+  what.pause_s = calls.quiet_s = set.take("cq_pause", longEnough_s);
+  if (what.pause_s < 0) throw std::runtime_error("answer needs no negative cq_pause=");
+  if (!what.text.empty()) calls.words = std::make_shared<morseSource>(frequency, level, what);
+  return std::make_shared<answeringSource>(words, words->period_s(), wait, call, calls);
 }
 
 std::shared_ptr<signalSource> makeMorse(double frequency, double level, wordSet& set) {
