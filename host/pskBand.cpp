@@ -52,9 +52,10 @@ bool pskBand::told(const state& s) const {
 
 // Whether it is the shadow of a signal that another detector tells of.
 bool pskBand::madeUp(const state& s) const {
+  if (buried(s)) return true;
   const double own = amountNow(s);
   return std::any_of(all_.begin(), all_.end(), [&](const state& other) {
-    if (&other == &s || !counts(other)) return false;
+    if (&other == &s || !counts(other) || buried(other)) return false;
     const int64_t apart = std::abs(int64_t{other.frequency} - s.frequency);
     const double more = amountNow(other);
     if (apart <= sameSignal) return other.mode != s.mode && more > own;

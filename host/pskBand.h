@@ -18,8 +18,8 @@ struct pskSignal {
 // Several detectors may follow one signal: those of one mode that stand within `sameSignal` are one, told by the primary detector
 // if it is among them, else by the one that heard it first. A detector of another speed on the same signal, and one on a signal's
 // sidebands, make up some letters: where another speed hears more, and where a much louder signal nearby has twice as many, they
-// are left out. Of the operator's detectors only the primary one counts. Texts are bytes as they were sent: Latin-1, without
-// control characters.
+// are left out, and so is what can't be seen above the noise: a harmonic of a very loud signal, made where it is heard. Of the
+// operator's detectors only the primary one counts. Texts are bytes as they were sent: Latin-1, without control characters.
 class pskBand {
  public:
   using clock = std::chrono::steady_clock;
@@ -27,15 +27,16 @@ class pskBand {
   static constexpr size_t lineLength = 60;
   static constexpr std::chrono::seconds silence{2}, forgotten{15};
   static constexpr int32_t sameSignal = 20, sidebands = 120; // Hz
-  static constexpr double muchLouder_dB = 15;
+  static constexpr double muchLouder_dB = 15, leastAboveNoise_dB = 8;
 
   // A detector below `detectors`, as the library tells of it.
   void setMode(size_t detector, const std::string& mode) { all_.at(detector).mode = mode; }
   int32_t frequency(size_t detector) const { return all_.at(detector).frequency; }
   void setFrequency(size_t detector, int32_t frequency) { all_.at(detector).frequency = frequency; }
   void setPrimary(size_t detector);
-  void restart(size_t detector); // it has been given another signal
-  void restart();                // all have
+  void setNoise(double level_dBm) { noise_dBm_ = level_dBm; } // what no signal is weaker than
+  void restart(size_t detector);                              // it has been given another signal
+  void restart();                                             // all have
   void add(size_t detector, const std::string& text, double level_dBm, clock::time_point now);
 
   // Lines that have ended, by a line end, by their length or by silence.
@@ -56,6 +57,7 @@ class pskBand {
   bool counts(const state& s) const;
   bool told(const state& s) const;
   bool madeUp(const state& s) const;
+  bool buried(const state& s) const { return s.level_dBm < noise_dBm_ + leastAboveNoise_dB; }
   double amountNow(const state& s) const;
   void count(state& s, const std::string& text, double level_dBm);
   void takeCharacter(state& s, char c);
@@ -64,6 +66,7 @@ class pskBand {
 
   std::array<state, detectors> all_;
   size_t primary_ = scanning;
+  double noise_dBm_ = -1000;
   clock::time_point now_; // of the last call that told it
   std::vector<pskSignal> lines_;
 };

@@ -47,6 +47,7 @@ void pskSession::takeTexts() {
   if (again) queueText();
   primary_ += mode_.takePrimary();
   if (primary_.size() > mostText) primary_.erase(0, primary_.size() - keptText);
+  if (const double noise = noiseLevel(); noise > noData_dBm) mode_.band().setNoise(noise);
   const auto lines = mode_.band().takeLines(pskBand::clock::now());
   if (!picture()) printLines(lines);
   if (sender_.guard().keyed()) return;

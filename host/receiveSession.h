@@ -48,6 +48,7 @@ class receiveSession {
   int rows() const { return terminal_ ? terminal_->rows() : 0; } // of the terminal
   // Level in dBm of the strongest point within `width` Hz around a frequency of the band shown; noData_dBm outside of it.
   double levelAt(double frequency, double width) const;
+  double noiseLevel() const { return quantile(levels_, 0.5); } // noData_dBm before the first picture
   void quit() { quit_ = true; }
 
  private:

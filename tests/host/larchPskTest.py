@@ -104,23 +104,26 @@ class LarchPsk(talk.LarchTalk):
 
     def test_a_line_that_has_begun_is_told_at_the_end(self):
         self.restart_radio(scene(((700, -70, "bpsk31", "abc " * 12),)))
-        self.start_in_terminal("--plain")
+        self.start()
         self.wait(lambda: len(self.wire.sent) > RATE // 126 * 10, "ten seconds")
         self.program.send_signal(signal.SIGINT)
-        self.wait(lambda: "PSK31 abc abc" in self.screen.text, "line")
+        status, out, err = self.end()
+        self.assertEqual(status, 0, err)
+        self.assertRegex(out, r"PSK31 .*abc abc")
 
     def test_the_terminal_lists_the_signals_and_goes_from_one_to_the_next(self):
         self.restart_radio(scene(((600, -70, "bpsk31", "the lower one " * 3), (1500, -70, "bpsk31", "in the middle " * 3),
                                   (2200, -70, "bpsk63", "the upper one " * 6))))
         self.start_in_terminal()
-        for line in (r"  7\.040\.(600|599|601) PSK31   +-?\d+ dBm .*lower", r"> 7\.041\.(500|499|501) PSK31 .*middle",
+        for line in (r"  7\.040\.(600|599|601) PSK31   +-?\d+ dBm .*lower", r"> +7\.041\.(500|499|501) PSK31 .*middle",
                      r"  7\.042\.(200|199|201) PSK63 .*upper", r"RX PSK31 on 7\.041\.(500|499|501)"):
             self.wait(lambda: re.search(line, self.screen.text), line)
+        self.wait(lambda: len(self.wire.sent) > RATE // 126 * 12, "the beginning, when noise may still stand in the list")
+        self.screen.text = ""
+        self.wait_for_picture("3 signals")
         self.screen.type(b"\x1b[B")
         self.wait(lambda: re.search(r"RX PSK63 on 7\.042\.(200|199|201)", self.screen.text), "next signal")
-        self.wait(lambda: re.search(r"> 7\.042\.(200|199|201) PSK63 .*upper", self.screen.text), "its text")
-        self.screen.type(b"\x1b[A")
-        self.wait(lambda: re.search(r"RX PSK31 on 7\.041\.(500|499|501)", self.screen.text), "signal before")
+        self.wait(lambda: re.search(r"> +7\.042\.(200|199|201) PSK63 .*upper", self.screen.text), "its text")
 
     def test_without_permission_no_key_transmits(self):
         self.start_in_terminal("--drive", "100")
@@ -135,10 +138,10 @@ class LarchPsk(talk.LarchTalk):
         self.assert_nothing_was_sent()
 
     def test_text_that_is_sent_is_read_again(self):
-        self.restart_radio("noise -150\n", "--tx-back", "15")
-        self.start("--transmit", "--drive", "255", "--primary", "1100", "--text", "CQ de Q1ABC pse K", "--seconds", "300")
-        found = self.read_until(lambda lines: any("CQ de Q1ABC pse K" in t for _, _, t in lines))
-        self.assertLessEqual(abs(found[-1][0] - 41100), 5)
+        self.restart_radio("noise -150\n", "--tx-back", "14")
+        self.start("--transmit", "--drive", "255", "--primary", "1100", "--text", "vvv vvv CQ de Q1ABC pse K", "--seconds", "300")
+        found = self.read_until(lambda lines: any("CQ de Q1ABC pse K" in t for _, _, t in lines))  # its beginning may be lost
+        self.assertLessEqual(abs(found[-1][0] - 41100), 5, found)
         self.assertEqual(len(self.wire.transmissions()), 1)
         samples = self.wire.transmissions()[0]
         # a second of idle first, which turns with each symbol, and two of carrier at the end, which never does
@@ -152,7 +155,7 @@ class LarchPsk(talk.LarchTalk):
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertIn("sent 73", done.stdout)
         self.assertEqual(len(self.wire.transmissions()), 1)
-        self.assertAlmostEqual(max(abs(z) for z in self.wire.transmissions()[0]) / FULL, 0.707, delta=0.08)
+        self.assertAlmostEqual(max(abs(z) for z in self.wire.transmissions()[0]) / FULL, 1, delta=0.01)
         self.assertEqual(self.wire.words[-1], (0, len(self.wire.sent)))
 
     def test_typed_text_is_rewritten_before_it_goes_out(self):

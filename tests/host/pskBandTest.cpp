@@ -183,6 +183,15 @@ TEST_F(pskBandTest, aSignalNearbyIsListedWhenItIsLoudOrSaysMuchOrIsFurtherAway) 
   EXPECT_EQ(heard().size(), 2U);
 }
 
+TEST_F(pskBandTest, whatDoesNotRiseFromTheNoiseIsMadeUp) {
+  band.setNoise(-120);
+  hear(slow, "a harmonic of something", -112.1);
+  hear(fast, "a weak signal", -111.9);
+  EXPECT_EQ(heard(), texts{"a weak signal"});
+  now += 2s;
+  EXPECT_EQ(lines(), texts{"a weak signal"});
+}
+
 TEST_F(pskBandTest, aLongTextIsKeptInPart) {
   for (int i = 0; i < 1000; i++) hear(slow, "0123456789 ");
   ASSERT_EQ(heard().size(), 1U);

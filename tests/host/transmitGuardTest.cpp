@@ -290,6 +290,16 @@ TEST_F(transmitGuardTest, aRadioThatNeverFollowsEndsTheWaitAsStuck) {
   EXPECT_TRUE(g.stuck());
 }
 
+TEST_F(transmitGuardTest, theTailOfAModeIsWaitedFor) {
+  transmitGuard g(true, 180s, [this] { return now_; }, 2000ms);
+  transmit(g);
+  g.end();
+  now_ += transmitGuard::longestFall + 1999ms;
+  EXPECT_FALSE(g.stuck());
+  now_ += 1ms;
+  EXPECT_TRUE(g.stuck());
+}
+
 TEST_F(transmitGuardTest, theEndWaitsAlsoForAnAirThatNobodyKeyed) {
   auto g = make(true);
   g.reportOnAir(true);
