@@ -448,6 +448,7 @@ class LarchTalk(unittest.TestCase):
         self.wait(lambda: "drive 0" in self.screen.text, "picture")
         self.screen.type(b"+")
         self.wait(lambda: "drive 5" in self.screen.text, "drive")
+        self.wait(lambda: len(self.wire.sent) > 200, "half a second of the stream")
         self.assertEqual(self.wire.on(), 0)
         self.screen.type(b"q")
         self.assertEqual(self.end()[0], 0)
