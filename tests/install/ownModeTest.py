@@ -124,17 +124,17 @@ def check_ends(sent):
 
 
 def bits_of(sent):
-    """What it says. On the wire a signal above the tuned frequency turns clockwise."""
+    """What it says, above the tuned frequency."""
     levels = sorted(abs(z) for z in sent)
     assert abs(levels[len(levels) // 2] - 0.8) < 0.02, "the level"
     hertz = turns(sent)
-    begin = next(n for n, f in enumerate(hertz) if n > BIT and f < -1100) - BIT // 10  # where the first start bit begins
+    begin = next(n for n, f in enumerate(hertz) if n > BIT and f > 1100) - BIT // 10  # where the first start bit begins
     bits = []
     for n in range(begin + BIT // 2 + BIT // 10, len(hertz), BIT):
-        assert min(abs(hertz[n] + 1000), abs(hertz[n] + 1200)) < 10, f"{hertz[n]} Hz"
-        bits.append(1 if hertz[n] > -1100 else 0)
+        assert min(abs(hertz[n] - 1000), abs(hertz[n] - 1200)) < 10, f"{hertz[n]} Hz"
+        bits.append(1 if hertz[n] < 1100 else 0)
     for n in range(0, len(sent) - BIT, BIT):
-        assert max(amount(sent[n:n + BIT], 1000), amount(sent[n:n + BIT], 1200)) < 0.001, "the other sideband"
+        assert max(amount(sent[n:n + BIT], -1000), amount(sent[n:n + BIT], -1200)) < 0.001, "the other sideband"
     return bits
 
 
@@ -150,7 +150,7 @@ def test_sends_its_text_above_the_frequency():
     assert all(bits[len(expected):]) and len(bits) >= len(expected) + 3
 
     # and reads it from the air, without a word of its own
-    scene = ["noise -150", f"iq {FREQUENCY} -40 file=sent.wav mirrored=yes"]
+    scene = ["noise -150", f"iq {FREQUENCY} -40 file=sent.wav"]
     with radio(scene, "--record-tx", f"{folder}/silence.wav") as (address, _):
         process = host(address)
         read_until(process.stdout, TEXT)
@@ -183,7 +183,7 @@ def test_reads_its_own_text_back_from_the_air():
 def test_interrupted_it_lets_the_carrier_fall():
     with radio(["noise -150"], "--record-tx", f"{folder}/sent.wav") as (address, says):
         process = host(address, "--transmit", "255", TEXT * 100)
-        read_until(says, "MOX peak 0.8")
+        read_until(says, "MOX 7100000 Hz peak -1.")
         end(process, transmitted=True)
     check_ends(read_iq(f"{folder}/sent.wav"))
 
@@ -204,7 +204,7 @@ def test_a_host_in_python_hears_and_sends():
     tone = sent[on + 1024:on + 11024]
     # a block that the interpreter didn't bring in time would be a hole
     assert all(abs(abs(z) - 0.5) < 0.001 for z in tone), "the level"
-    assert all(abs(f + 1000) < 1 for f in turns(tone)[BIT:]), "the frequency"
+    assert all(abs(f - 1000) < 1 for f in turns(tone)[BIT:]), "the frequency"
 
 
 if __name__ == "__main__":
