@@ -10,6 +10,8 @@ namespace larch::sim {
 namespace {
 constexpr int halfTaps = sincHalfTaps, taps = 2 * halfTaps;
 constexpr int phases = 128; // 16 kB of table: more would drive the rest out of the first cache
+constexpr int tableRows =
+    phases + 2; // an instant just before a sample may round up to row `phases`, which reads the next one, too
 
 using lane = float __attribute__((vector_size(32))); // four complex samples
 using halfLane = float __attribute__((vector_size(16)));
@@ -21,10 +23,10 @@ struct kernelRow {
 };
 
 // row p, tap k: kernel for the sample k - 7 from the one at or before an instant that lies p/128 after it
-const std::array<kernelRow, phases + 1>& kernelTable() {
+const std::array<kernelRow, tableRows>& kernelTable() {
   static const auto table = [] {
-    std::array<kernelRow, phases + 1> t{};
-    for (int p = 0; p <= phases; ++p)
+    std::array<kernelRow, tableRows> t{};
+    for (int p = 0; p < tableRows; ++p)
       for (int k = 0; k < taps; ++k) {
         const double h = sincKernel(static_cast<double>(k - halfTaps + 1) - static_cast<double>(p) / phases);
         lane& l = t[static_cast<size_t>(p)].tap[k / 4];
