@@ -57,10 +57,10 @@ TEST(transmitGoldenTest, wordsOnTheWire) {
         if (g.coarse != coarse) continue;
         v->drive.set(g.drive);
         b.radio->cwInternal.set(false);
-        const auto& s = b.sendOne(cbuff(126, {g.re, g.im})).frame[1].samples[62];
+        const auto s = b.sendOne(cbuff(126, {g.re, g.im})).frame[1].samples[62];
         EXPECT_EQ(s, (std::array<int, 4>{0, 0, odd ? g.oddI : g.evenI, odd ? g.oddQ : g.evenQ})) << g.re << " " << g.im;
         b.radio->cwInternal.set(true);
-        const auto& k = b.sendOne(cbuff(126, {g.re, g.im})).frame[0].samples[0];
+        const auto k = b.sendOne(cbuff(126, {g.re, g.im})).frame[0].samples[0];
         EXPECT_EQ(k, (std::array<int, 4>{0, 0, g.key, 0})) << g.re;
       }
     }
