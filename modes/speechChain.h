@@ -13,9 +13,11 @@ class speechChain {
   speechChain(const cbuff& microphoneTaps, const cbuff& clipTaps);
 
   void setMicrophoneTaps(const cbuff& taps) { microphoneFilter_.setTaps(taps); } // from the next block on
+  void setClipTaps(const cbuff& taps) { clipFilter_.setTaps(taps); }
 
-  // Drives the clipper with twice `compression`; the output is at most `factor` in magnitude. rt
-  void process(const cbuff& input, double compression, double factor, const cbuff& output);
+  // Drives the clipper with twice `compression`; the output is at most `factor` in magnitude. Returns the largest sample power
+  // behind the clipper. rt
+  double process(const cbuff& input, double compression, double factor, const cbuff& output);
 
  private:
   fftConvolver microphoneFilter_;

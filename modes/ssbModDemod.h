@@ -1,12 +1,11 @@
 // Speech on a single sideband; which one is chosen by the filters' edges alone.
 #pragma once
-#include "dsp/fftConvolver.h"
-#include "dsp/peakLimiter.h"
 #include "modes/modDemod.h"
+#include "modes/speechChain.h"
 
 namespace larch {
 
-// Transmit: microphone filter, gain, a hard clip of the sideband's envelope, the clip's filter, a look-ahead limiter.
+// Transmit: the speech chain; the clip works on the sideband's envelope.
 class ssbModDemod : public modDemod {
  public:
   explicit ssbModDemod(std::shared_ptr<syncTask> group); // not rt: designs its filters
@@ -19,11 +18,9 @@ class ssbModDemod : public modDemod {
   property<bool> UseMicEQ{true};     // shape the microphone filter by the station's equaliser, from the next setTxFilter on
 
  private:
-  fftConvolver micFilter_;  // 2048 taps
-  fftConvolver clipFilter_; // 1536 taps: removes the products of clipping
-  peakLimiter limiter_;
+  speechChain speech_;     // 2048 and 1536 taps
   int32_t eqVersion_ = -1; // of the equaliser's curve, as last seen
-  double peak_ = 0.0;      // largest sample power that reached the clipper; never reset
+  double peak_ = 0.0;      // largest sample power behind the clipper; never reset
 };
 
 } // namespace larch
