@@ -124,7 +124,7 @@ class LarchCw(talk.LarchTalk):
         last = max(i for i, d in enumerate(self.wire.sent) if any(d.mox))
         self.assertGreaterEqual(len(self.wire.sent) - last - 1, HOLD)
         self.assertFalse([z for d in self.wire.sent[last + 1:] for z in d.iq if z])
-        self.assertEqual(self.wire.words[-1], (0, len(self.wire.sent)))
+        self.assert_stopped()
 
     def test_bad_words_get_clear_errors(self):
         for arguments, word in (

@@ -156,7 +156,7 @@ class LarchPsk(talk.LarchTalk):
         self.assertIn("sent 73", done.stdout)
         self.assertEqual(len(self.wire.transmissions()), 1)
         self.assertAlmostEqual(max(abs(z) for z in self.wire.transmissions()[0]) / FULL, 1, delta=0.01)
-        self.assertEqual(self.wire.words[-1], (0, len(self.wire.sent)))
+        self.assert_stopped()
 
     def test_typed_text_is_rewritten_before_it_goes_out(self):
         self.start_in_terminal("--transmit", "--drive", "255")
@@ -183,7 +183,7 @@ class LarchPsk(talk.LarchTalk):
         self.assertEqual(done.returncode, 1)
         self.assertIn("time-out after 3 s", done.stderr)
         self.assertEqual(len(self.wire.transmissions()), 1)
-        self.assertEqual(self.wire.words[-1], (0, len(self.wire.sent)))
+        self.assert_stopped()
 
     def test_a_text_doesnt_wait_for_ever_for_a_silent_radio(self):
         self.wire.cut = True
@@ -199,7 +199,7 @@ class LarchPsk(talk.LarchTalk):
         self.assertEqual(status, 0, err)
         last = max(i for i, d in enumerate(self.wire.sent) if any(d.mox))
         self.assertGreaterEqual(len(self.wire.sent) - last - 1, HOLD)
-        self.assertEqual(self.wire.words[-1], (0, len(self.wire.sent)))
+        self.assert_stopped()
 
 
 if __name__ == "__main__":
