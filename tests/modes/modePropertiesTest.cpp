@@ -71,19 +71,6 @@ TEST_F(modePropertiesTest, timedSlotsTransmitAtFifteenHundredHertz) {
   EXPECT_EQ(jt->rxFreq.value, 0);
 }
 
-TEST_F(modePropertiesTest, theLastQueuedMessageWaitsWithItsTag) {
-  const auto jt = make<JTModDemod>();
-  EXPECT_EQ(jt->queued().tones.count, 0u);
-  EXPECT_EQ(jt->queued().tag, 8);
-  buff<float> tones(3);
-  tones.data[2] = 6.5f;
-  jt->queueMsg(buff<float>(79), 1);
-  jt->queueMsg(tones, 0xFFFFFFFFu);
-  EXPECT_EQ(jt->queued().tones.count, 3u);
-  EXPECT_EQ(jt->queued().tones.data[2], 6.5f);
-  EXPECT_EQ(jt->queued().tag, -1);
-}
-
 TEST_F(modePropertiesTest, theKeyRaisesPttOnTheTransceiversGroup) {
   const auto cw = make<cwModDemod>();
   const auto held = make<transceiver>();
