@@ -45,14 +45,14 @@ std::shared_ptr<const signalSource> bandScene::addCarrier(double frequency_Hz, d
 }
 
 void bandScene::renderConverter(double start_s, double clock_Hz, double gain, double* out, size_t count,
-                                randomSource& random) const {
+                                randomSource& random, double utcAtZero_s) const {
   const std::shared_ptr<const content> scene = current();
   std::fill(out, out + count, 0.0);
   for (const auto& signal : scene->signals) {
     // microseconds: the envelope stands still, sampling folds by itself
     std::complex<double> a;
     const heardBand all{-clock_Hz, clock_Hz};
-    if (signal->envelope({start_s, 1 / clock_Hz, 1}, all, &a) == envelopeShape::silent) continue;
+    if (signal->envelope({start_s, 1 / clock_Hz, 1, utcAtZero_s}, all, &a) == envelopeShape::silent) continue;
     const double cycles = signal->frequency_Hz() * start_s;
     const double amplitude = gain * std::pow(10, signal->level_dBFS() / 20);
     std::complex<double> z = amplitude * a * std::polar(1.0, 2 * M_PI * (cycles - std::floor(cycles)));

@@ -31,7 +31,8 @@ class bandScene {
   std::shared_ptr<const signalSource> addCarrier(double frequency_Hz, double level_dBFS, double phase_rad = 0);
 
   // Real samples of the converter itself, 1.0 full scale: `count` samples at clock_Hz from start_s, all levels times gain.
-  void renderConverter(double start_s, double clock_Hz, double gain, double* out, size_t count, randomSource& random) const;
+  void renderConverter(double start_s, double clock_Hz, double gain, double* out, size_t count, randomSource& random,
+                       double utcAtZero_s = 0) const;
 
  private:
   template <typename change> void edit(change&& apply);

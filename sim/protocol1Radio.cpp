@@ -101,6 +101,8 @@ void protocol1Radio::handleStart(uint8_t bits, const endpointAddress& sender) {
   if (echo) echo->restart();
   origin = lastArrival = std::chrono::steady_clock::now();
   originTrue_s = byHand_s = stream.clock.trueTime_s();
+  if (worker.joinable())
+    setUtcGuarded(std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count());
   lastData_s = stream.clock.radioTime_s();
 }
 
@@ -173,8 +175,7 @@ void protocol1Radio::keep(const std::optional<transmission>& finished) {
   if (read.power > 0) {
     const double tuned_Hz = finished->last.frequency_Hz, middle_Hz = tuned_Hz + (read.low_Hz + read.high_Hz) / 2;
     const auto scene = stream.played().current();
-    for (const auto& signal : scene->signals)
-      signal->transmissionEnded({stream.clock.trueTime_s(), tuned_Hz, middle_Hz});
+    for (const auto& signal : scene->signals) signal->transmissionEnded({stream.clock.trueTime_s(), tuned_Hz, middle_Hz});
   }
   if (transmissionListener) transmissionListener(*finished);
 }
@@ -213,6 +214,17 @@ size_t protocol1Radio::advance(double seconds) {
   emitGuarded(due);
   watchHost();
   return due;
+}
+
+void protocol1Radio::setUtc(double utc_s) {
+  const std::lock_guard lock(guard);
+  setUtcGuarded(utc_s);
+}
+
+// of the hour: small enough for the time within it to be exact
+void protocol1Radio::setUtcGuarded(double utc_s) {
+  constexpr double hour_s = 3600;
+  stream.utcAtZero_s = std::fmod(utc_s, hour_s) - stream.clock.trueTime_s();
 }
 
 void protocol1Radio::watchHost() {

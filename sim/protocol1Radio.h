@@ -70,11 +70,13 @@ class protocol1Radio {
   size_t poll(); // returns how many datagrams it took
   // The next n IQ datagrams with the wideband blocks between them, at once. Returns n, or 0 when no stream is on.
   size_t emit(size_t n);
+  // UTC of the stream's next sample, in seconds; without a word it is the stream's own time since the scene began.
+  void setUtc(double utc_s);
   // Lets true time pass and sends what falls due in it; time stands still without a stream. Returns IQ datagrams sent.
   size_t advance(double seconds);
 
   // ---- by itself
-  void run();
+  void run();  // UTC is the system's, as it is when a stream begins
   void stop(); // a transmission that goes on is over then
 
   // Waits until the condition holds for the report; by hand it polls meanwhile. False: it didn't within the time.
@@ -106,7 +108,7 @@ class protocol1Radio {
   registerFile registers() const; // all values, counts, order, queued commands
   problemLog problems() const;
   std::vector<recordedSample> transmitted() const;
-  std::vector<recordedSample> takeTransmitted(); // the same, and forgets them
+  std::vector<recordedSample> takeTransmitted();   // the same, and forgets them
   std::vector<transmission> transmissions() const; // those that are over
   // The one that goes on, with the reading of its last second (of all of it, while it is younger).
   std::optional<transmission> transmitting() const;
@@ -124,6 +126,7 @@ class protocol1Radio {
   void keep(const std::optional<transmission>& over);
   transmitMoment moment() const;
   void emitGuarded(size_t n);
+  void setUtcGuarded(double utc_s);
   void watchHost();
   void loop();
   bool turn();

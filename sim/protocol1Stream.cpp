@@ -54,6 +54,7 @@ void protocol1Stream::renderAll(size_t samples) {
     const std::complex<double> factor = std::polar(std::pow(10, (gain + input.level_dB) / 20), input.phase_deg * M_PI / 180);
     if (samplesOf[r].size() < samples) samplesOf[r].resize(samples);
     converters[r].tune({settings.rxFrequency_Hz[r] * speed, clock.trueRate_Hz(), clock_Hz * speed});
+    converters[r].setUtc(utcAtZero_s);
     converters[r].render(clock.trueTime_s(), factor, samplesOf[r].data(), samples);
     if (built.iqFullScale != 1) shrink(samplesOf[r].data(), samples);
   }
@@ -97,7 +98,7 @@ void protocol1Stream::makeIq(size_t first, size_t samples, std::vector<outgoingD
 void protocol1Stream::makeWideband(double start_s, std::vector<outgoingDatagram>& out) {
   const double level = std::pow(10, (gain + adc[0].level_dB) / 20);
   scene->renderConverter(start_s, clock_Hz * clock.speedFactor(), level, converterSamples.data(), converterSamples.size(),
-                         widebandRandom);
+                         widebandRandom, utcAtZero_s);
   std::array<int16_t, p1WidebandSamples> counts;
   for (size_t quarter = 0; quarter < widebandQuarters; ++quarter) {
     for (size_t n = 0; n < p1WidebandSamples; ++n) {

@@ -46,6 +46,7 @@ class protocol1Stream {
 
   streamClock clock;
   faultInjector faults;
+  double utcAtZero_s = 0; // of the clock's true time, within an hour
   boardStatus status; // adcOverload forces the bit; clipping sets it by itself
   std::array<adcInput, 4> adc{};
 

@@ -80,7 +80,7 @@ void sceneReceiver::render(double start_s, std::complex<double> gain, std::compl
   }
   if (scratch.size() < count) scratch.resize(count);
   std::fill(out, out + count, std::complex<double>());
-  const timeGrid grid{start_s, 1 / tuned.rate_Hz, count};
+  const timeGrid grid{start_s, 1 / tuned.rate_Hz, count, utcAtZero_s};
   for (const heardSignal& s : signals) {
     const envelopeShape shape = s.source->envelope(grid, s.heard, scratch.data());
     if (shape == envelopeShape::silent) continue;

@@ -28,6 +28,7 @@ class sceneReceiver {
   sceneReceiver(std::shared_ptr<const bandScene> scene, uint64_t seed);
 
   void tune(const receiverTuning& tuning);
+  void setUtc(double atZero_s) { utcAtZero_s = atZero_s; } // as timeGrid has it
   // Overwrites out with `count` samples from start_s (seconds of true time), all levels times gain (may be complex: the phase
   // of an antenna). Allocates only when count is larger than ever before or the scene changed.
   void render(double start_s, std::complex<double> gain, std::complex<double>* out, size_t count);
@@ -47,6 +48,7 @@ class sceneReceiver {
   std::shared_ptr<const bandScene::content> selected; // of which `signals` was made
   receiverTuning tuned;
   bool retuned = true;
+  double utcAtZero_s = 0;
   std::vector<heardSignal> signals;
   std::vector<std::complex<double>> scratch;
   randomSource random;

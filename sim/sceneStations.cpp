@@ -14,6 +14,7 @@
 #include "sim/rttySource.h"
 #include "sim/sceneReader.h"
 #include "sim/sceneWords.h"
+#include "sim/slotSource.h"
 #include "sim/speechSource.h"
 #include "sim/speechSynth.h"
 
@@ -140,6 +141,15 @@ std::shared_ptr<signalSource> makeRtty(double frequency, double level, wordSet& 
   return std::make_shared<rttySource>(frequency, level, what);
 }
 
+std::shared_ptr<signalSource> makeSlots(double frequency, double level, wordSet& set, const std::string& folder) {
+  constexpr double usualPeriod_s = 15, shortestPeriod_s = 0.5;
+  const std::string file = set.take("file", std::string());
+  const double period = set.take("period", usualPeriod_s), start = set.take("start", 0.0);
+  if (file.empty() || period < shortestPeriod_s || period > slotSource::longestPeriod_s || start < 0)
+    throw std::runtime_error("wav needs file=, a period= from 0.5 to 3600 and no negative start=");
+  return std::make_shared<slotSource>(frequency, level, readSlotFile(besideScene(folder, file), period), period, start, file);
+}
+
 std::shared_ptr<signalSource> makeKind(const std::string& kind, double frequency, double level, wordSet& set,
                                        const std::string& folder) {
   if (kind == "carrier") return std::make_shared<carrierSource>(frequency, level, set.take("phase", 0.0) * M_PI / 180);
@@ -150,6 +160,7 @@ std::shared_ptr<signalSource> makeKind(const std::string& kind, double frequency
   if (kind == "fm") return makeFm(frequency, level, set, folder);
   if (kind == "psk") return makePsk(frequency, level, set);
   if (kind == "rtty") return makeRtty(frequency, level, set);
+  if (kind == "wav") return makeSlots(frequency, level, set, folder);
   if (kind == "answer") return makeAnswer(frequency, level, set, folder);
   if (kind != "iq") throw std::runtime_error("not understood: " + kind);
   const std::string file = set.take("file", std::string()), mirrored = set.take("mirrored", std::string("no"));

@@ -12,6 +12,7 @@ struct timeGrid {
   double start_s = 0;
   double step_s = 0;
   size_t count = 0;
+  double utcAtZero_s = 0; // UTC of time 0 within its hour, for what goes by the clock on the wall
 };
 
 // The band in which the listener can hear, in hertz from the source's own frequency.

@@ -68,9 +68,12 @@ TEST(sceneReaderTest, readsStationsWithAllTheirWords) {
 TEST(sceneReaderTest, readsFilesBesideTheScene) {
   const std::string name = "larchsim-scene-" + std::to_string(getpid()) + ".wav", path = testing::TempDir() + name;
   writeWav(path, 48000, 2, std::vector<float>(200, 0.5F));
-  const auto c = read("iq 7.1M -10 file=" + name + " mirrored=yes\nlsb 7.1M -40 file=" + path + "\n", testing::TempDir());
+  const auto c = read("iq 7.1M -10 file=" + name + " mirrored=yes\nlsb 7.1M -40 file=" + path + "\nwav 14074k -50 file=" + name +
+                          " period=7.5 start=1\n",
+                      testing::TempDir());
   std::remove(path.c_str());
-  ASSERT_EQ(c->signals.size(), 2u);
+  ASSERT_EQ(c->signals.size(), 3u);
+  EXPECT_EQ(c->signals[2]->describe(), "wav 14074000 Hz -50.0 dBFS each 7.5 s " + name);
   EXPECT_EQ(c->signals[0]->occupied().high_Hz, 24000);
   EXPECT_LT(c->signals[1]->occupied().high_Hz, 0);
 }
@@ -83,6 +86,10 @@ TEST(sceneReaderTest, saysWhereTheMistakeIs) {
   EXPECT_EQ(refusal("carrier 7M -60 wpm=3\n"), "scene:1: not understood: wpm");
   EXPECT_EQ(refusal("carrier 7M -60 loud\n"), "scene:1: not understood: loud");
   EXPECT_EQ(refusal("carrier 7M nan\n"), "scene:1: no number: nan");
+  for (const char* words : {"", " file=a.wav period=0", " file=a.wav period=3601", " file=a.wav start=-1"})
+    EXPECT_EQ(refusal(std::string("wav 7M -60") + words),
+              "scene:1: wav needs file=, a period= from 0.5 to 3600 and no negative start=");
+  EXPECT_EQ(refusal("wav 7M -60 file=/nowhere/a.c2"), "scene:1: /nowhere/a.c2: can't be opened");
   EXPECT_EQ(refusal("cw 7M -60\n"), "scene:1: cw needs text= and a positive wpm=");
   EXPECT_EQ(refusal("cw 7M -60 text=E wpm=0\n"), "scene:1: cw needs text= and a positive wpm=");
   EXPECT_EQ(refusal("usb 7M -60\n"), "scene:1: speech needs file= or text=");
