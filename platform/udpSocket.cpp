@@ -88,7 +88,7 @@ int udpSocket::wait(int64_t timeout_ns) const {
   return ready;
 }
 
-int udpSocket::receive(const place* places, int count, std::size_t bytes) {
+int udpSocket::receive(const place* places, int count, std::size_t bytes, uint32_t* lengths) {
   const int n = std::min(count, maxBatch);
   if (n <= 0) return 0;
   mmsghdr messages[maxBatch];
@@ -103,6 +103,7 @@ int udpSocket::receive(const place* places, int count, std::size_t bytes) {
     h.msg_iovlen = 1;
   }
   const int received = recvmmsg(descriptor_, messages, static_cast<unsigned>(n), MSG_DONTWAIT, nullptr);
+  for (int i = 0; lengths && i < received; i++) lengths[i] = messages[i].msg_len;
   if (received >= 0) return received;
   return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR ? 0 : -errno;
 }

@@ -39,9 +39,10 @@ class udpSocket {
 
   // Waits for a datagram or a pending error. 1: there is one, 0: nothing came in time (or a signal), negative: -errno.
   int wait(int64_t timeout_ns) const;
-  // rt. At most maxBatch waiting datagrams, in order, without blocking; each is cut to `bytes`. Returns their number, 0 when
-  // none waits, or -errno (ECONNREFUSED: an earlier send of a connected socket found no listener; the error is then gone).
-  int receive(const place* places, int count, std::size_t bytes);
+  // rt. At most maxBatch waiting datagrams, in order, without blocking; each is cut to `bytes`, and what is left of it goes into
+  // `lengths`, when there is one. Returns their number, 0 when none waits, or -errno (ECONNREFUSED: an earlier send of a
+  // connected socket found no listener; the error is then gone).
+  int receive(const place* places, int count, std::size_t bytes, uint32_t* lengths = nullptr);
 
   // Clears the area and writes family, port and address.
   static void writeAddress(void* area, uint32_t address, uint16_t port);

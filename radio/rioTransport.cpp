@@ -53,6 +53,7 @@ bool rioTransport::setUpBlock(int64_t receiveSlots) {
   data_ = reinterpret_cast<uint8_t*>(block_.data());
   sendArea_ = data_ + stride_ * slots;
   state_.assign(slots, slotState::kernel);
+  length_.assign(slots, 0);
   waiting_.resize(slots);
   free_.resize(slots);
   for (std::size_t i = 0; i < slots; i++) free_[i] = static_cast<int>(slots - 1 - i);
@@ -120,16 +121,18 @@ int rioTransport::waitReceive(int limit) {
 // Reads what has come into free slots. Returns the number or -errno.
 int rioTransport::drain() {
   udpSocket::place places[udpSocket::maxBatch];
+  uint32_t lengths[udpSocket::maxBatch];
   const int count = std::min(batch_, static_cast<int>(free_.size()));
   for (int i = 0; i < count; i++) {
     const int slot = free_[free_.size() - 1 - static_cast<std::size_t>(i)];
     places[i] = {receiveData(slot), unconnected() ? receiveAddress(slot) : nullptr};
   }
-  const int received = socket_.receive(places, count, slotBytes_);
+  const int received = socket_.receive(places, count, slotBytes_, lengths);
   for (int i = 0; i < received; i++) {
     const int slot = free_.back();
     free_.pop_back();
     state_[static_cast<std::size_t>(slot)] = slotState::waiting;
+    length_[static_cast<std::size_t>(slot)] = lengths[i];
     waiting_[(waitingHead_ + waitingCount_) % waiting_.size()] = slot;
     waitingCount_++;
   }

@@ -53,6 +53,7 @@ class rioTransport {
 
   // Views of slots, valid while the slot is the caller's. Behind each slot lie a few bytes of slack that vector code may read.
   uint8_t* receiveData(int index) const { return data_ + stride_ * static_cast<std::size_t>(index); }
+  uint32_t receiveLength(int index) const { return length_[static_cast<std::size_t>(index)]; } // of the datagram
   uint8_t* receiveAddress(int index) const { return receiveData(index) + slotBytes_ + slack; } // protocol2
   uint8_t* sendDataArea(int index) const { return sendArea_ + stride_ * static_cast<std::size_t>(index); }
 
@@ -90,6 +91,7 @@ class rioTransport {
   int grantedBuffer_ = 0;
 
   std::vector<slotState> state_; // of the receive slots; the receive thread's, as all that follows down to the atomics
+  std::vector<uint32_t> length_; // of what the slots were filled with, bytes
   std::vector<int> free_;        // stack: the slot used last is the warmest
   std::vector<int> waiting_;     // ring of slots filled ahead, in order of arrival
   std::size_t waitingHead_ = 0, waitingCount_ = 0;
