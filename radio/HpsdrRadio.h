@@ -151,8 +151,7 @@ class HpsdrRadio : public Radio {
   clockMeasurement clock;
 
   double scale = 1.0; // of received samples: undoes the gain
-  int32_t adcPeakRaw = 0, adcPeakMeter = 0;
-  int32_t meterCounter = 0;
+  int32_t adcPeakMeter = 0;
   rfGainControl gainControl;
   analogueInputs ain;
 

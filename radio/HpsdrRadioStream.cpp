@@ -3,8 +3,6 @@
 #include "radio/frequencyWord.h"
 #include "transceiver/vtrx.h"
 #include <array>
-#include <cmath>
-#include <cstdlib>
 
 namespace larch {
 namespace {
@@ -13,7 +11,6 @@ constexpr double wordScale = 4.656612875245797e-10; // 1 / 2147483647
 constexpr int32_t adcScale = 32768;
 constexpr double widebandScale = 0.0004886962890625, wideAdcScale = 0.0625;
 constexpr int32_t wideAdc = 32768; // the maxAdcValue of 16-bit converters
-constexpr uint32_t quarters = 4;   // packets in a wideband block
 constexpr int32_t meterPackets = 40;
 constexpr std::size_t mostTogether = 8; // receivers that are unpacked in one pass
 
@@ -121,30 +118,16 @@ bool HpsdrRadio::unpackTogether(const uint8_t* area, std::size_t step, double s,
 }
 
 void HpsdrRadio::handleWideband(const uint8_t* datagram, uint32_t sequence) {
-  const uint32_t quarter = sequence % quarters;
   const double s = scale * widebandScale * (maxAdcValue.value == wideAdc ? wideAdcScale : 1.0);
-  double* to = widebandFill.data + quarter * protocol1::widebandPacket;
-  for (int j = 0; j < protocol1::widebandPacket; j++) {
-    const int32_t sample = protocol1::widebandSample(datagram, j);
-    to[j] = sample * s;
-    adcPeakRaw = std::max(adcPeakRaw, std::abs(sample));
-  }
-  if (quarter == quarters - 1) {
-    wideband = std::move(widebandFill);
-    widebandFill = buff<double>(widebandSamples); // not cleared: a lost quarter keeps what that memory held
-  }
-  if (meterCounter++ > meterPackets) {
-    meterCounter = 0;
-    updateMeters();
-  }
+  const auto sample = [datagram](int index) { return protocol1::widebandSample(datagram, index); };
+  if (processWideband(sequence, sample, s, meterPackets)) updateMeters();
 }
 
 void HpsdrRadio::updateMeters() {
   if (maxAdcValue.value >= 1) {
     const double peak = static_cast<double>(adcPeakRaw) / maxAdcValue.value;
-    constexpr double idle_dB = -100.0;
     adcPeak.write(peak);
-    adcPeakDBFS.write(adcPeakRaw == 0 ? idle_dB : 20 * std::log10(peak));
+    adcPeakDBFS.write(peakLevel_dB(peak));
   }
   adcPeakMeter = std::max(adcPeakMeter, adcPeakRaw);
   adcPeakRaw = 0;

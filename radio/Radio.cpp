@@ -2,6 +2,7 @@
 #include "radio/receiverAllocation.h"
 #include "runtime/sothreadpool.h"
 #include "transceiver/vtrx.h"
+#include <cmath>
 
 namespace larch {
 namespace {
@@ -20,6 +21,11 @@ cbuff newChunk(int32_t sampleRate) {
 }
 
 } // namespace
+
+double peakLevel_dB(double peak) {
+  constexpr double idle_dB = -100.0;
+  return peak == 0 ? idle_dB : 20 * std::log10(peak);
+}
 
 Radio::Radio(const std::shared_ptr<syncTask>& group) : radioPort(groupBeside(group)) {}
 

@@ -5,12 +5,17 @@
 #include "transceiver/radioPort.h"
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <vector>
 
 namespace larch {
 
 constexpr uint64_t widebandSamples = 2048;
+constexpr int widebandQuarter = 512;     // samples of the wideband stream in a datagram, a quarter of a block
 constexpr int32_t presentFrequency = -1; // in addVtrx: the receiver's own
+
+// dB of a peak, 1.0 is full scale; -100 for none.
+double peakLevel_dB(double peak);
 
 // All of it runs on the radio's own task group: lists need no lock. The base class drives no hardware.
 class Radio : public radioPort {
@@ -78,8 +83,32 @@ class Radio : public radioPort {
       if (lost) return;
     }
   }
+  // One datagram of the wideband stream: `sampleAt(i)` gives its raw samples, the lowest bits of `sequence` say which quarter of
+  // the block it is. True when more than `meterPackets` have come before it since the last time: the peak is due. rt.
+  template <class Sample> bool processWideband(uint32_t sequence, Sample&& sampleAt, double scale, int32_t meterPackets) {
+    constexpr uint32_t quarters = widebandSamples / widebandQuarter;
+    const uint32_t quarter = sequence % quarters;
+    double* to = widebandFill.data + quarter * widebandQuarter;
+    int32_t peak = adcPeakRaw;
+    for (int i = 0; i < widebandQuarter; i++) {
+      const int32_t sample = sampleAt(i);
+      to[i] = sample * scale;
+      peak = std::max(peak, std::abs(sample));
+    }
+    adcPeakRaw = peak;
+    if (quarter == quarters - 1) {
+      wideband = std::move(widebandFill);
+      widebandFill = buff<double>(widebandSamples); // not cleared: a lost quarter keeps what that memory held
+    }
+    if (meterCounter++ <= meterPackets) return false;
+    meterCounter = 0;
+    return true;
+  }
   // Posts the receiver's chunk to its listeners and puts a new one of (sampleRate / 48000) * 512 samples in its place.
   void deliverChunk(int32_t receiver);
+
+  int32_t adcPeakRaw = 0;   // of the wideband stream since the last report
+  int32_t meterCounter = 0; // its datagrams since then
 };
 
 } // namespace larch
