@@ -768,8 +768,9 @@ LARCH_API void amModDemod_setcompression(amModDemod* h, double value);
 /* ----------------------------------------------------------------------------------------------------------------------
    fmModDemod: frequency modulation for speech, 300 to 3000 Hz, with the usual rise on transmit and fall on receive. From
    a deviation of 12000 Hz on it needs a radio at 384000 Hz or more (vtrx bandwidthSufficient tells) and noise reduction
-   has no effect. Set both filters of the transceiver to the deviation and 3000 Hz more on each side, and the receive
-   filter again after deviation has crossed 12000. The microphone is shaped by Wireless DefaultMicEQ.
+   has no effect. Set the receive filter to the deviation and 3000 Hz more on each side, again after deviation has crossed
+   12000, and the transmit filter to the deviation and 9000 Hz more, 24000 at the most: one that cuts the outer sidebands
+   makes the envelope uneven and its peaks higher. The microphone is shaped by Wireless DefaultMicEQ.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API fmModDemod* fmModDemod_create(void);
 LARCH_API void fmModDemod_release(fmModDemod* h);
