@@ -3,17 +3,10 @@
 #pragma once
 #include "audio/deviceLists.h"
 #include "modes/modDemod.h"
-#include "radio/HpsdrRadio.h"
-#include "runtime/sothreadpool.h"
-#include "sim/bandScene.h"
-#include "sim/protocol1Radio.h"
-#include "tests/support/simulatedClock.h"
-#include "transceiver/vtrx.h"
-#include <chrono>
+#include "tests/radio/handTurnedRadio.h"
 #include <cmath>
 #include <complex>
 #include <functional>
-#include <stdexcept>
 
 namespace larch::test {
 
@@ -36,20 +29,7 @@ struct handMicrophone {
   }
 };
 
-// The receive thread's turns are taken by hand.
-class keyedRadio : public HpsdrRadio {
- public:
-  using HpsdrRadio::arrival;
-  using HpsdrRadio::HpsdrRadio;
-  using HpsdrRadio::initialise;
-  using HpsdrRadio::rxTurn;
-  using HpsdrRadio::sendRing;
-  using HpsdrRadio::silence;
-  using HpsdrRadio::threadStarted;
-  using HpsdrRadio::transport;
-};
-
-class transmittingStation {
+class transmittingStation : public handTurnedRadio {
  public:
   struct plan {
     int32_t vfo = 14'100'000; // Hz; the zone of the converter that it lies in decides about the order of the words
@@ -59,43 +39,18 @@ class transmittingStation {
   using sound = std::function<double(int64_t)>; // the microphone's sample n at 48 kHz, 1: full scale
 
   explicit transmittingStation(const plan& wanted) {
-    sim::radioOptions options;
-    board = sim::protocol1Radio::onFreeLoopback(options, std::make_shared<sim::bandScene>());
-    radio = keptByCore(std::make_shared<keyedRadio>(std::make_shared<syncTask>(pool())));
-    if (radio->transport.create(parseIpv4(board->address().c_str()), slots) != 0) throw std::runtime_error("no socket");
-    radio->arrival.assign(slots, 0);
-    radio->threadStarted = true;
-    radio->clockFrequency.set(static_cast<int32_t>(options.board->clock_Hz));
     radio->HLite2Gain.set(wanted.coarseDrive);
     oddZone_ = wanted.vfo / (radio->clockFrequency.value / 2) % 2 != 0;
-    radio->addVtrx(wanted.vfo, 0);
-    transceiver = keptByCore(radio->transceivers.back());
-    keptByCore(transceiver->rxagc.value);
-    keptByCore(transceiver->txagc.value);
+    add(wanted.vfo);
     transceiver->drive.set(wanted.drive);
-    transceiver->newSpectrum = [](buff<float>* frame, double, double, int32_t) { delete frame; };
-    transceiver->start();
     transceiver->audioInput.set(handMicrophone::get().index);
-    settle();
-    radio->initialise();
-    radio->start();
-    for (int i = 0; i < 100 && radio->sendRing.front(); i++) turn();
-    if (!board->report().streaming) throw std::runtime_error("no stream");
+    start();
     board->recordTransmit(true);
     key(true); // silence without a mode: the frequency goes round before anything is sent on it
     run(0.1);
     key(false);
     run(0.2);
   }
-  ~transmittingStation() {
-    radio->stopRadio();
-    transceiver->stop();
-    transceiver->setModulation(nullptr);
-    radio->transceivers.clear();
-    settle();
-  }
-  transmittingStation(const transmittingStation&) = delete;
-  transmittingStation& operator=(const transmittingStation&) = delete;
 
   // With the host's transmit filter, Hz.
   void use(const std::shared_ptr<modDemod>& mode, int32_t low = 200, int32_t high = 2900) {
@@ -113,20 +68,7 @@ class transmittingStation {
   void run(double seconds) {
     for (int64_t end = recorded_ + samplesOf(seconds); recorded_ < end;) {
       record();
-      clock_.advance_ns(batchSamples * 1'000'000'000LL / 48000);
-      const sim::radioReport before = board->report();
-      if (board->emit(batch) != batch) throw std::runtime_error("the board doesn't stream");
-      const sim::radioReport after = board->report();
-      const auto sent = static_cast<uint32_t>(after.iqSent - before.iqSent + after.widebandSent - before.widebandSent);
-      const uint32_t first = radio->receivedCounter.load();
-      const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-      while (radio->receivedCounter.load() - first < sent) {
-        if (std::chrono::steady_clock::now() > limit) throw std::runtime_error("datagrams got lost");
-        turn();
-      }
-      settle();
-      pool()->getUpdates();
-      pool()->getRenderUpdates();
+      runBatch();
     }
   }
   // One transmission after a pause: keyed for so long, then unkeyed and run out. What went out while the radio was keyed, 1: full
@@ -157,33 +99,13 @@ class transmittingStation {
     return samples;
   }
   static constexpr double wordFullScale = 32766;
-  static constexpr std::size_t batch = 8; // datagrams; each pays for one with 126 samples: time passes in such steps
-  static constexpr int64_t batchSamples = batch * 126;
-  static constexpr double batch_s = batchSamples / 48000.0;
-
-  std::unique_ptr<sim::protocol1Radio> board;
-  std::shared_ptr<keyedRadio> radio;
-  std::shared_ptr<vtrx> transceiver;
+  static constexpr double batch_s = batchSamples / 48000.0; // each datagram pays for one: time passes in such steps
 
  private:
-  static constexpr int slots = 128;
   static constexpr double pause_s = 0.12; // a microphone that wasn't read for so long is met anew
 
   static int64_t samplesOf(double seconds) { // whole batches
     return static_cast<int64_t>(std::ceil(seconds * 48000 / static_cast<double>(batchSamples) - 1e-6)) * batchSamples;
-  }
-  static sothreadpool* pool() { // lives on, as the library's does
-    static auto* made = new sothreadpool(0);
-    return made;
-  }
-  void settle() {
-    while (pool()->turn()) {
-    }
-  }
-  void turn() {
-    radio->rxTurn();
-    settle();
-    board->poll();
   }
   void record() {
     std::vector<float> samples;
@@ -191,7 +113,6 @@ class transmittingStation {
     handMicrophone::get().device->record(samples.data(), samples.size());
   }
 
-  simulatedClock clock_;
   sound voice_ = [](int64_t) { return 0.0; };
   int64_t recorded_ = 0;
   bool oddZone_ = false;
