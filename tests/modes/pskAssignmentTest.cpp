@@ -1,6 +1,7 @@
 #include "modes/pskAssignment.h"
 #include "tests/runtime/testGroup.h"
 #include <gtest/gtest.h>
+#include <random>
 #include <vector>
 
 using namespace larch;
@@ -124,4 +125,71 @@ TEST_F(pskAssignmentTest, frequenciesFarOutsideOverflowNothing) {
   channels[0]->lifeCount = 10;
   assign({3900});
   EXPECT_EQ(channels[1]->frequency(), 3900);
+}
+
+// The rule once more, from its words, over channels as plain numbers.
+namespace {
+
+struct plainChannel {
+  int32_t frequency, life, activity;
+};
+
+int assignPlainly(const std::vector<int32_t>& peaks, std::vector<plainChannel>& channels) {
+  int moved = 0;
+  for (const int32_t peak : peaks) {
+    size_t best = 0, tracker = channels.size();
+    int32_t limit = 200;
+    for (size_t i = 0; i < channels.size(); i++) {
+      const plainChannel& c = channels[i];
+      if (c.frequency > peak - 20 && c.frequency < peak + 20 && c.life > 0) {
+        tracker = i;
+        break;
+      }
+      if (c.activity < limit) {
+        limit = c.life;
+        best = i;
+      }
+    }
+    if (tracker < channels.size() && channels[tracker].life < 100) channels[tracker].life = 100;
+    if (limit > 50) break;
+    if (tracker < channels.size()) continue;
+    channels[best].frequency = peak;
+    channels[best].life = 100;
+    if (++moved == 4) break;
+  }
+  return moved;
+}
+
+} // namespace
+
+TEST_F(pskAssignmentTest, anyLivesAndActivitiesGoByTheRule) {
+  std::mt19937 random(7);
+  const auto below = [&](uint32_t n) { return static_cast<int32_t>(random() % n); };
+  int most = 0, ended = 0;
+  for (int round = 0; round < 3000; round++) {
+    std::vector<plainChannel> plain;
+    const int32_t steered = below(4); // 0: no activity at all
+    for (const auto& c : channels) {
+      c->detector.setRxFrequency(100 + below(120) * 25);
+      c->lifeCount = below(3) ? below(201) : below(60) * below(2);
+      c->activity.set(steered ? below(300) - 60 * steered : 0);
+      plain.push_back({c->frequency(), c->lifeCount, c->activity.get()});
+    }
+    std::vector<int32_t> peaks;
+    for (int32_t f = 60 + below(100); f < 3900 && peaks.size() < 45; f += 30 + below(110)) peaks.push_back(f);
+    std::shuffle(peaks.begin(), peaks.end(), random);
+    resets = 0;
+    assign(peaks);
+    const int moved = assignPlainly(peaks, plain);
+    ASSERT_EQ(resets, moved) << round;
+    ASSERT_LE(resets, 4);
+    for (size_t i = 0; i < plain.size(); i++) {
+      ASSERT_EQ(channels[i]->frequency(), plain[i].frequency) << round << ' ' << i;
+      ASSERT_EQ(channels[i]->lifeCount, plain[i].life) << round << ' ' << i;
+    }
+    most = std::max(most, moved);
+    ended += moved < 4;
+  }
+  EXPECT_EQ(most, 4);
+  EXPECT_GT(ended, 1000) << "passes that end before the fourth";
 }
