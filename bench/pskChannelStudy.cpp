@@ -1,0 +1,149 @@
+// Error rate of PSK over channels, its squelch, and what it makes of noise alone: pskChannelStudy [seeds a point]. A line a
+// value: mode, channel, dB of a symbol to the noise in one hertz, percent. bench/errorCurves turns them into tables and pictures.
+#include "bench/pskChannel.h"
+#include <cstdio>
+#include <cstdlib>
+
+using namespace larch;
+using namespace larch::study;
+
+namespace {
+
+size_t charactersOf(const pskVariant& v) { return static_cast<size_t>(30 * v.baud / 31.25); } // about 7 s
+size_t idleOf(const pskVariant& v) { return static_cast<size_t>(32 + v.baud); }               // as the modem's own sender
+
+using levels = std::vector<double>;
+const levels allLevels{7, 8, 9, 10, 11, 12, 13, 14, 16}, openLevels{5, 6, 7, 8, 10, 12}, someLevels{8, 10, 12, 14, 16, 18},
+    fadingLevels{10, 14, 18, 22, 26, 30};
+
+struct condition {
+  const char* name;
+  levels perSymbol_dB;
+  bool squelch;
+  void (*set)(pskChannel& c, double baud, bool odd);
+};
+const condition conditions[] = {
+    {"noise", allLevels, true, [](pskChannel&, double, bool) {}},
+    {"open", openLevels, false, [](pskChannel&, double, bool) {}},
+    {"offset", someLevels, true, [](pskChannel& c, double baud, bool odd) { c.offset_Hz = (odd ? 0.2 : -0.2) * baud; }},
+    {"drift", someLevels, true, [](pskChannel& c, double baud, bool odd) { c.drift_Hz_s = (odd ? 0.2 : -0.2) * baud / 31.25; }},
+    {"clock", someLevels, true, [](pskChannel& c, double, bool odd) { c.clock_ppm = odd ? 300 : -300; }},
+    {"neighbour", someLevels, true, [](pskChannel& c, double, bool odd) { c.neighbour_Hz = odd ? 60 : -60; }},
+    {"fading", fadingLevels, true, [](pskChannel& c, double, bool) { c.fading = moderateFading; }},
+};
+
+double errors_percent(const pskVariant& v, const condition& what, double perSymbol_dB, uint64_t rounds) {
+  size_t wrong = 0;
+  for (uint64_t round = 1; round <= rounds; round++) {
+    sim::randomSource random(round);
+    eightTexts texts;
+    std::array<pskChannel, together> channels;
+    for (size_t k = 0; k < together; k++) {
+      texts[k] = randomWords(charactersOf(v), random);
+      channels[k].perSymbol_dB = perSymbol_dB;
+      channels[k].idle = idleOf(v);
+      what.set(channels[k], v.baud, k % 2);
+    }
+    const auto read = readPsk(v, pskAudio(v, texts, channels, random), what.squelch);
+    for (size_t k = 0; k < together; k++) wrong += editDistance(texts[k], read[k]);
+  }
+  return 100.0 * static_cast<double>(wrong) / static_cast<double>(charactersOf(v) * rounds * together);
+}
+
+void print(const pskVariant& v, const char* what, double at, double value) {
+  std::printf("%s %s %g %.3f\n", v.name, what, at, value);
+  std::fflush(stdout);
+}
+
+// Symbols from the begin of idling until the squelch opens, and behind the end until it closes: median and nine of ten.
+void printSquelch(const pskVariant& v, double perSymbol_dB, uint64_t rounds) {
+  constexpr double never = 1e9;
+  constexpr size_t idling = 400, silence = 1200; // symbols
+  constexpr int32_t look = 64;                   // samples
+  std::vector<double> opened, closed;
+  for (uint64_t round = 1; round <= rounds; round++) {
+    sim::randomSource random(round);
+    pskChannel c;
+    c.idle = idling;
+    c.tail = 0;
+    const pskSignal s(v, "", c);
+    std::vector<double> audio(static_cast<size_t>((s.length_s() + silence / v.baud) * pskRate / look) * look);
+    for (size_t k = 0; k < together; k++) addPsk(audio, s, c, frequencyOf(k), 0, random);
+    random.addNoise(audio.data(), audio.size(), pskNoise(v, perSymbol_dB));
+    eightDetectors d(v);
+    std::array<double, together> open, close;
+    open.fill(never);
+    close.fill(never);
+    for (size_t at = 0; at + look <= audio.size(); at += look) {
+      d.process(audio.data() + at, look);
+      const double symbols = static_cast<double>(at + look) / pskRate * v.baud;
+      for (size_t k = 0; k < together; k++) {
+        const bool isOpen = d.all[k].quality.squelchOpen;
+        if (isOpen && open[k] == never && symbols < idling) open[k] = symbols;
+        if (!isOpen && close[k] == never && symbols > idling && open[k] < never) close[k] = symbols - idling;
+      }
+    }
+    opened.insert(opened.end(), open.begin(), open.end());
+    closed.insert(closed.end(), close.begin(), close.end());
+  }
+  std::sort(opened.begin(), opened.end());
+  std::sort(closed.begin(), closed.end());
+  for (const auto* list : {&opened, &closed}) {
+    const char* name = list == &opened ? "opens" : "closes";
+    std::printf("%s %s %g %.1f %.1f\n", v.name, name, perSymbol_dB, (*list)[list->size() / 2], (*list)[list->size() * 9 / 10]);
+  }
+  std::fflush(stdout);
+}
+
+// Printable characters a minute of a detector on noise, with its squelch and without.
+void printNoise(const pskVariant& v, bool squelch, uint64_t rounds) {
+  constexpr double each_s = 30;
+  size_t printable = 0;
+  for (uint64_t round = 1; round <= rounds; round++) {
+    sim::randomSource random(round);
+    std::vector<double> audio(static_cast<size_t>(each_s * pskRate / pskBlock) * pskBlock);
+    random.addNoise(audio.data(), audio.size(), pskAmplitude);
+    for (const std::string& text : readPsk(v, audio, squelch))
+      for (const char c : text) printable += c >= ' ' && c < 127;
+  }
+  print(v, squelch ? "printable" : "printableOpen", 0,
+        static_cast<double>(printable) / (static_cast<double>(rounds * together) * each_s / 60));
+}
+
+// A strong idling signal that slides away: where it stands when a detector has been lost by a quarter of the baud.
+void printReach(const pskVariant& v, double direction) {
+  pskChannel c;
+  c.perSymbol_dB = 18;
+  c.drift_Hz_s = direction * 0.3 * v.baud / 31.25;
+  c.idle = static_cast<size_t>(90 / std::abs(c.drift_Hz_s) * v.baud);
+  const pskSignal s(v, "", c);
+  std::vector<double> audio(static_cast<size_t>(s.length_s() * pskRate / pskBlock) * pskBlock);
+  sim::randomSource random(1);
+  constexpr size_t k = 3;
+  addPsk(audio, s, c, frequencyOf(k), 0, random);
+  random.addNoise(audio.data(), audio.size(), pskNoise(v, c.perSymbol_dB));
+  eightDetectors d(v);
+  double reach = 0;
+  for (size_t at = 0; at + pskBlock <= audio.size(); at += pskBlock) {
+    d.process(audio.data() + at, pskBlock);
+    const double signal = c.drift_Hz_s * static_cast<double>(at + pskBlock) / pskRate;
+    if (std::abs(d.all[k].afc.rxFrequency - frequencyOf(k) - signal) > v.baud / 4) break;
+    reach = signal;
+  }
+  print(v, "reach", c.drift_Hz_s, reach);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  const auto seeds = static_cast<uint64_t>(std::max(argc > 1 ? std::atoi(argv[1]) : 16, 1));
+  const uint64_t rounds = (seeds + together - 1) / together;
+  for (const condition& what : conditions)
+    for (const pskVariant& v : pskVariants)
+      for (const double level : what.perSymbol_dB) print(v, what.name, level, errors_percent(v, what, level, rounds));
+  for (const pskVariant& v : pskVariants) {
+    for (const double level : {10.0, 14.0, 20.0}) printSquelch(v, level, rounds);
+    for (const bool squelch : {true, false}) printNoise(v, squelch, rounds);
+    for (const double direction : {1.0, -1.0}) printReach(v, direction);
+  }
+}
