@@ -20,7 +20,7 @@ buff<float> JTModDemod::demodulate(const cbuff& block) {
   const auto transceiver = held.object.lock(); // what `held` points to lives as long
   if (!transceiver) held = {};
   if (!capture_.isRunning()) lookForSlot(held);
-  capture(block, held);
+  record(block, held);
   lookForLateStart(held);
   tellFile();
   return realAudio(block);
@@ -45,7 +45,7 @@ void JTModDemod::beginSlot(int64_t halfSecond, const modDemodOwner& held) {
   if (!send(held, 0)) activeTag_ = noTag;
 }
 
-void JTModDemod::capture(const cbuff& block, const modDemodOwner& held) {
+void JTModDemod::record(const cbuff& block, const modDemodOwner& held) {
   if (!capture_.add(block, {samplesPerBlock.get(), endPadding.get(), Decimation.get()})) return;
   finishedTag_ = activeTag_;
   const double vfo = held.vfo ? held.vfo->value : 0.0;

@@ -26,6 +26,7 @@ class JTModDemod : public modDemod {
   // This object's group: replaces the message that waits, or takes it away. The tones are shared with the host's array.
   void queueMsg(buff<float> tones, uint32_t tag) { queued_.put({std::move(tones), static_cast<int32_t>(tag)}); }
   bool isMessageWaiting() const { return !queued_.isEmpty(); } // any thread
+  const slotCapture& capture() const { return capture_; }      // the transceiver's group
 
   property<std::string> saveDirectory;       // in front of the file's name as it stands, with its separator
   property<int32_t> samplesPerSymbol{7680};  // transmit symbol at 48000 samples/s
@@ -42,7 +43,7 @@ class JTModDemod : public modDemod {
   bool mayBegin() const;
   void lookForSlot(const modDemodOwner& held);
   void beginSlot(int64_t halfSecond, const modDemodOwner& held);
-  void capture(const cbuff& block, const modDemodOwner& held);
+  void record(const cbuff& block, const modDemodOwner& held);
   void lookForLateStart(const modDemodOwner& held);
   bool send(const modDemodOwner& held, int64_t firstTone);
   void tellFile();
