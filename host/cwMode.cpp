@@ -62,6 +62,5 @@ void cwMode::setSpeed(double wpm) {
 }
 
 std::string cwMode::takeReceived() { return std::exchange(received_, {}); }
-std::string cwMode::takeSent() { return std::exchange(sent_, {}); }
 
 } // namespace larchhost

@@ -1,6 +1,6 @@
 // Morse: the library's mode with the text that it hears and sends.
 #pragma once
-#include "host/stationMode.h"
+#include "host/textMode.h"
 #include <string>
 
 namespace larchhost {
@@ -14,7 +14,7 @@ struct cwSettings {
 
 // One a process, since the library's callbacks carry no context. The tuned frequency is that of the carrier: the mode itself
 // moves what is received up by the pitch. The high edge is half of the receive filter's width.
-class cwMode : public stationMode {
+class cwMode : public textMode {
  public:
   explicit cwMode(const cwSettings& settings);
   ~cwMode() override;
@@ -26,19 +26,17 @@ class cwMode : public stationMode {
   std::string filterText(filterEdges edges) const override;
 
   void key(bool down); // also raises the transceiver's ptt: ask the guard first
-  // The whole text and the count of sent characters at which it began: see larchlib.h. "~" ends the transmission.
-  void queue(const std::string& text, uint32_t base);
+  void queue(const std::string& text, uint32_t base) override;
   void setSpeed(double wpm); // of what is sent, from the next element on
 
-  std::string takeReceived(); // since the last call
-  std::string takeSent();
+  std::string takeReceived();                             // since the last call
   double receivedSpeed() const { return receivedSpeed_; } // words per minute
 
  private:
   static cwMode* only;
   const cwSettings settings_;
   cwModDemod* handle_ = nullptr; // the station's
-  std::string received_, sent_;
+  std::string received_;
   double receivedSpeed_ = 0;
 };
 

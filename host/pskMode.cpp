@@ -103,6 +103,5 @@ void pskMode::queue(const std::string& text, uint32_t base) {
 }
 
 std::string pskMode::takePrimary() { return std::exchange(primary_, {}); }
-std::string pskMode::takeSent() { return std::exchange(sent_, {}); }
 
 } // namespace larchhost

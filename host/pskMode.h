@@ -1,7 +1,7 @@
 // PSK31 and its relatives: the library's mode with all that its detectors hear, and the text that it sends.
 #pragma once
 #include "host/pskBand.h"
-#include "host/stationMode.h"
+#include "host/textMode.h"
 #include <array>
 #include <functional>
 #include <optional>
@@ -20,7 +20,7 @@ std::optional<size_t> parsePskVariant(const std::string& name); // in either cas
 
 // One a process, since the library's callbacks carry no context. Upper sideband; the audio frequency of the primary detector is
 // what is followed and sent on.
-class pskMode : public stationMode {
+class pskMode : public textMode {
  public:
   pskMode(size_t variant, int32_t frequency);
   ~pskMode() override;
@@ -33,14 +33,12 @@ class pskMode : public stationMode {
   size_t variant() const { return variant_; }
   int32_t frequency() const { return frequency_; } // as the primary detector follows the signal
 
-  // The whole text and the count of sent characters at which it began: see larchlib.h. "~" ends the transmission.
-  void queue(const std::string& text, uint32_t base);
+  void queue(const std::string& text, uint32_t base) override;
 
   std::function<double(int32_t frequency)> levelAt; // dBm at a frequency of the audio, as the receiver's spectrum shows it
   pskBand& band() { return band_; }
   const pskBand& band() const { return band_; }
   std::string takePrimary(); // the primary detector's text since the last call
-  std::string takeSent();
 
  private:
   template <size_t n> static void bindDetector(PskDetector* detector);
@@ -55,7 +53,7 @@ class pskMode : public stationMode {
   size_t rows_ = 0;
   PskModDemod* handle_ = nullptr; // the station's
   pskBand band_;
-  std::string primary_, sent_;
+  std::string primary_;
 };
 
 } // namespace larchhost

@@ -2,6 +2,7 @@
 #include "host/console.h"
 #include "host/signals.h"
 #include "host/textValues.h"
+#include "host/transmitText.h"
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
@@ -84,16 +85,7 @@ bool talkSession::press(const keyPress& k) {
 
 std::string talkSession::state() const {
   const transmitGuard& guard = sender_.guard();
-  std::string text = !guard.allowed()                    ? "receive only"
-                     : guard.onAir() && sender_.tuning() ? "ON AIR: TUNE"
-                     : guard.onAir()                     ? "ON AIR"
-                     : guard.keyed()                     ? "keying"
-                                                         : "receive";
-  if (guard.keyed()) {
-    const auto left = std::chrono::ceil<std::chrono::seconds>(guard.remaining()).count();
-    text += fmt::format("  {}:{:02} left", left / 60, left % 60);
-  }
-  text += fmt::format("  drive {}", sender_.settings().drive);
+  std::string text = stateText(sender_);
   if (guard.voxWanted()) text += guard.voxActive() ? "  VOX" : "  VOX (off while keyed)";
   if (sender_.delay()) text += "  DELAY";
   if (sender_.meters().radioPtt) text += "  radio's PTT";
@@ -110,7 +102,6 @@ std::string talkSession::statusText() const {
 std::vector<std::string> talkSession::statusLines(int columns) const {
   const transmitMeters& m = sender_.meters();
   const auto room = static_cast<size_t>(std::max(columns, 0));
-  const std::string colour = sender_.guard().onAir() ? "\033[1;37;41m" : sender_.guard().keyed() ? "\033[1;30;43m" : "";
   const std::string offset =
       sender_.settings().offset ? fmt::format(" at {}", frequencyText(first().frequency + sender_.settings().offset)) : "";
   const std::string words = fmt::format("TX{} {}  {}", offset, state(), sender_.guard().note()).substr(0, room);
@@ -121,7 +112,7 @@ std::vector<std::string> talkSession::statusLines(int columns) const {
   if (before.size() + micBar < room)
     meter += levelBar(1 - micLevel_dB(m.micLevel) / meterBottom_dB, micBar, unicode()) +
              after.substr(0, room - before.size() - micBar);
-  return {colour + words, meter};
+  return {stateColour(sender_.guard()) + words, meter};
 }
 
 bool talkSession::offers(voice v) const {

@@ -1,4 +1,4 @@
-#include "host/cwText.h"
+#include "host/receivedText.h"
 #include <gtest/gtest.h>
 
 using namespace larchhost;
@@ -6,11 +6,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const cwText::clock::time_point start{1000s};
+const receivedText::clock::time_point start{1000s};
 using textLines = std::vector<std::string>;
 
-TEST(cwTextTest, linesBreakAtBlanksAndTheLastOnesAreShown) {
-  cwText text;
+TEST(receivedTextTest, linesBreakAtBlanksAndTheLastOnesAreShown) {
+  receivedText text;
   EXPECT_EQ(text.lines(10, 3), textLines{});
   text.add("cq cq de q1abc q1abc k", start);
   EXPECT_EQ(text.lines(10, 9), (textLines{"cq cq de", "q1abc", "q1abc k"}));
@@ -18,15 +18,15 @@ TEST(cwTextTest, linesBreakAtBlanksAndTheLastOnesAreShown) {
   EXPECT_EQ(text.lines(80, 2), (textLines{"cq cq de q1abc q1abc k"}));
 }
 
-TEST(cwTextTest, aLongWordIsCutAndNoWidthIsSurvived) {
-  cwText text;
+TEST(receivedTextTest, aLongWordIsCutAndNoWidthIsSurvived) {
+  receivedText text;
   text.add("abcdefgh ij", start);
   EXPECT_EQ(text.lines(3, 9), (textLines{"abc", "def", "gh", "ij"}));
   EXPECT_EQ(text.lines(0, 2), (textLines{"i", "j"}));
 }
 
-TEST(cwTextTest, aLineIsTakenAfterAPause) {
-  cwText text;
+TEST(receivedTextTest, aLineIsTakenAfterAPause) {
+  receivedText text;
   EXPECT_FALSE(text.takeLine(start));
   text.add("cq ", start);
   EXPECT_FALSE(text.takeLine(start + 999ms));
@@ -36,9 +36,9 @@ TEST(cwTextTest, aLineIsTakenAfterAPause) {
   EXPECT_FALSE(text.takeLine(start + 9s));
 }
 
-TEST(cwTextTest, aLongLineIsTakenAtTheNextBlank) {
-  cwText text;
-  const std::string word(cwText::lineLength, 'e');
+TEST(receivedTextTest, aLongLineIsTakenAtTheNextBlank) {
+  receivedText text;
+  const std::string word(receivedText::breaks{}.length, 'e');
   text.add(word, start);
   EXPECT_FALSE(text.takeLine(start));
   text.add(" ", start);
@@ -47,15 +47,34 @@ TEST(cwTextTest, aLongLineIsTakenAtTheNextBlank) {
   EXPECT_FALSE(text.takeLine(start + 5s)); // blanks alone are no line
 }
 
-TEST(cwTextTest, whatHasNotBeenTakenIsTheRest) {
-  cwText text;
+TEST(receivedTextTest, aLineEndsAtItsFeedAndEmptyOnesAreNone) {
+  receivedText text({60, 2s});
+  text.add("\n\nryryry\n\nde q2sim\nk", start);
+  EXPECT_EQ(text.takeLine(start), "ryryry");
+  EXPECT_EQ(text.takeLine(start), "de q2sim");
+  EXPECT_FALSE(text.takeLine(start + 1999ms));
+  EXPECT_EQ(text.takeLine(start + 2s), "k");
+  EXPECT_EQ(text.lines(80, 9), (textLines{"ryryry", "de q2sim", "k"}));
+  EXPECT_EQ(text.lines(80, 2), (textLines{"de q2sim", "k"}));
+}
+
+TEST(receivedTextTest, aLineWithoutABlankIsCutAtTwiceItsLength) {
+  receivedText text({10, 2s});
+  text.add(std::string(19, 'x'), start);
+  EXPECT_FALSE(text.takeLine(start));
+  text.add("x", start);
+  EXPECT_EQ(text.takeLine(start), std::string(20, 'x'));
+}
+
+TEST(receivedTextTest, whatHasNotBeenTakenIsTheRest) {
+  receivedText text;
   text.add("tu ", start);
   EXPECT_EQ(text.takeRest(), "tu");
   EXPECT_EQ(text.takeRest(), "");
 }
 
-TEST(cwTextTest, daysOfTextTakeNoMoreThanTheLatest) {
-  cwText text;
+TEST(receivedTextTest, daysOfTextTakeNoMoreThanTheLatest) {
+  receivedText text;
   for (int i = 0; i < 100000; i++) {
     text.add("paris ", start);
     text.takeRest();
