@@ -88,5 +88,7 @@ stationSettings chooseRadio(const radioChoice& choice);
 receiver chooseReceiver(const listenOptions& options, std::string& audioName);
 stationSettings chooseStation(const listenOptions& options, const std::string& audioName);
 int32_t chooseRate(const listenOptions& options); // Hz
+// The zoom asked for, or less where it wouldn't show so many Hz.
+double chooseZoom(const listenOptions& options, double span_Hz);
 
 } // namespace larchhost

@@ -4,6 +4,7 @@
 #include "host/receiveSession.h"
 #include "host/textValues.h"
 #include <algorithm>
+#include <cmath>
 #include <fmt/format.h>
 #include <stdexcept>
 
@@ -41,6 +42,10 @@ int32_t chooseRate(const listenOptions& options) {
   for (const auto& text : options.also)
     if (const auto v = furtherVoice(text)) rate = std::max(rate, neededRate(*v));
   return rate;
+}
+
+double chooseZoom(const listenOptions& options, double span_Hz) {
+  return std::min(options.zoom, std::exp2(std::floor(std::log2(chooseRate(options) / span_Hz))));
 }
 
 receiver chooseReceiver(const listenOptions& options, std::string& audioName) {

@@ -1,9 +1,7 @@
 #include "host/commands.h"
-#include "host/optionValues.h"
 #include "host/pskMode.h"
 #include "host/pskSession.h"
 #include <algorithm>
-#include <cmath>
 #include <fmt/format.h>
 #include <memory>
 #include <stdexcept>
@@ -45,8 +43,7 @@ int pskCommand(const pskOptions& given) {
   pskOptions options = given;
   std::string audioName;
   receiver first = chooseReceiver(options.receive, audioName);
-  options.receive.zoom =
-      std::min(given.receive.zoom, std::exp2(std::floor(std::log2(needRate(given.receive.rate) / wholeBand_Hz))));
+  options.receive.zoom = chooseZoom(given.receive, wholeBand_Hz);
   if (options.receive.filter.empty()) first.filter = passband;
   if (options.primary_Hz < first.filter.low || options.primary_Hz > first.filter.high)
     throw std::runtime_error(fmt::format("--primary {} lies outside of the passband, {} to {} Hz", options.primary_Hz,

@@ -76,6 +76,12 @@ class LarchPsk(talk.LarchTalk):
             self.assertEqual(self.talk(*arguments).returncode, 2, arguments)
         self.assertEqual(self.wire.sent, [])
 
+    def test_the_rate_need_not_be_given(self):
+        done = subprocess.run([word for word in self.command("--seconds", "1") if word not in ("--rate", "48k")], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True, timeout=PATIENCE, env=self.environment())
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertIn("192000 samples/s", done.stdout)
+
     def test_eight_stations_are_read_at_once_and_not_their_sidebands(self):
         self.restart_radio(scene(STATIONS))
         self.start()
