@@ -74,10 +74,24 @@ struct pskOptions {
   bool noAmplifier = false;
 };
 
+struct rttyOptions {
+  listenOptions receive;  // with no further receivers; neither mode nor filter
+  int32_t mark_Hz = 2000; // above the frequency: of what is received
+  int32_t width_Hz = 500;
+  double squelch_dB = 10;
+  bool raw = false; // stdout is the library's own
+  bool transmit = false;
+  std::string text; // sent at once
+  int32_t drive = 0;
+  int32_t timeout_s = 180;
+  bool noAmplifier = false;
+};
+
 int listenCommand(const listenOptions& options);
 int talkCommand(const talkOptions& options);
 int cwCommand(const cwOptions& options);
 int pskCommand(const pskOptions& options);
+int rttyCommand(const rttyOptions& options);
 int radiosCommand(const std::string& address, int wait_ms);
 int devicesCommand();
 int doctorCommand(const std::string& address);

@@ -29,7 +29,7 @@ void lineOutput::writeRest() {
 }
 
 void printLine(std::FILE* file, const std::string& line) {
-  static lineOutput out(STDOUT_FILENO), errors(STDERR_FILENO);
+  static lineOutput out(standardOutput()), errors(STDERR_FILENO);
   (file == stderr ? errors : out).print(line);
 }
 

@@ -21,7 +21,7 @@ class lineOutput {
   std::string rest_;
 };
 
-// On stdout or stderr, past the stream's own buffer; of one thread.
+// On the program's own stdout or on stderr, past the stream's own buffer; of one thread.
 void printLine(std::FILE* file, const std::string& line);
 
 } // namespace larchhost

@@ -2,6 +2,7 @@
 #include "host/boardProfile.h"
 #include "host/commands.h"
 #include "host/console.h"
+#include "host/rttyMode.h"
 #include "host/signals.h"
 #include "host/transmitGuard.h"
 #include "runtime/larchlib.h"
@@ -130,6 +131,16 @@ CLI::App* addCw(CLI::App& app, cwOptions& o) {
   return cw;
 }
 
+template <class textOptions> void addSendingOptions(CLI::App& command, textOptions& o) {
+  command.add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
+  command.add_option("--text", o.text, "send this at once; without a terminal the end of the text is the end");
+  command.add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
+  command.add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
+      ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
+      ->capture_default_str();
+  command.add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
+}
+
 CLI::App* addPsk(CLI::App& app, pskOptions& o) {
   CLI::App* psk =
       app.add_subcommand("psk", "PSK31 and relatives: receive all signals of the passband as text, and transmit text");
@@ -138,14 +149,25 @@ CLI::App* addPsk(CLI::App& app, pskOptions& o) {
   psk->add_option("--primary", o.primary_Hz, "Hz above the frequency of the signal to follow, and to send on")
       ->capture_default_str();
   psk->add_option("--psk-mode", o.variant, "its mode: psk31, psk63, psk125, qpsk31, qpsk63, qpsk125")->capture_default_str();
-  psk->add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
-  psk->add_option("--text", o.text, "send this at once; without a terminal the end of the text is the end");
-  psk->add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
-  psk->add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
-      ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
-      ->capture_default_str();
-  psk->add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
+  addSendingOptions(*psk, o);
   return psk;
+}
+
+CLI::App* addRtty(CLI::App& app, rttyOptions& o) {
+  CLI::App* rtty = app.add_subcommand("rtty", "radioteletype, 45.45 baud, 170 Hz shift: receive and transmit text");
+  addReceiveOptions(*rtty, o.receive);
+  rtty->add_option("--mark", o.mark_Hz, "Hz above the frequency of the mark received, the lower one of the two tones")
+      ->check(CLI::Range(-rttyMode::farthest, rttyMode::farthest))
+      ->capture_default_str();
+  rtty->add_option("--width", o.width_Hz, "width of the receive filter around the two tones, in Hz")
+      ->check(CLI::Range(200, 1000))
+      ->capture_default_str();
+  rtty->add_option("--squelch", o.squelch_dB, "dB over the noise from which a tone is read; 0 reads all")
+      ->check(CLI::Range(0.0, 60.0))
+      ->capture_default_str();
+  rtty->add_flag("--raw", o.raw, "stdout is the library's own, byte by byte; all else goes to stderr");
+  addSendingOptions(*rtty, o);
+  return rtty;
 }
 
 // CLI's own checks of ranges let NaN through.
@@ -189,6 +211,9 @@ int main(int argc, char** argv) {
   pskOptions pskWith;
   pskWith.receive.zoom = narrowZoom;
   CLI::App* psk = addPsk(app, pskWith);
+  rttyOptions rttyWith;
+  rttyWith.receive.zoom = narrowZoom;
+  CLI::App* rtty = addRtty(app, rttyWith);
   std::string address;
   int wait_ms = 1000;
   bool boards = false;
@@ -199,7 +224,7 @@ int main(int argc, char** argv) {
   CLI::App* devices = app.add_subcommand("devices", "list sound devices");
   CLI::App* doctor = app.add_subcommand("doctor", "check what a station needs");
   doctor->add_option("--radio", address, "ask this address only");
-  for (CLI::App* command : {listen, talk, cw, psk, radios, devices, doctor}) command->fallthrough();
+  for (CLI::App* command : {listen, talk, cw, psk, rtty, radios, devices, doctor}) command->fallthrough();
   for (CLI::App* command : app.get_subcommands({})) refuseStrangeNumbers(*command);
   try {
     app.parse(argc, argv);
@@ -215,6 +240,7 @@ int main(int argc, char** argv) {
     if (doctor->parsed()) return doctorCommand(address);
     if (cw->parsed()) return cwCommand(cwWith);
     if (psk->parsed()) return pskCommand(pskWith);
+    if (rtty->parsed()) return rttyCommand(rttyWith);
     return talk->parsed() ? talkCommand(talkWith) : listenCommand(listenWith);
   } catch (const std::exception& e) {
     return printError(e.what()), failure;

@@ -1,7 +1,10 @@
 #include "host/ownOutput.h"
+#include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
+#include <stdexcept>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +12,7 @@
 namespace larchhost {
 namespace {
 
+int ownStandardOutput = STDOUT_FILENO;
 constexpr int way = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 int openAgain(int descriptor) {
@@ -19,6 +23,18 @@ int openAgain(int descriptor) {
 }
 
 } // namespace
+
+int standardOutput() { return ownStandardOutput; }
+
+void silenceLibrary() {
+  const int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0), nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (own < 0 || nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0)
+    throw std::runtime_error(fmt::format("no way for the library's output: {}", std::strerror(errno)));
+  close(nowhere);
+  ownStandardOutput = own;
+}
+
+void leaveToLibrary() { ownStandardOutput = STDERR_FILENO; }
 
 ownOutput::ownOutput(int descriptor) : descriptor_(-1) {
   struct stat kind {};

@@ -5,6 +5,12 @@
 
 namespace larchhost {
 
+// Where the program's own standard output leads: descriptor 1, where the library writes, too, unless one of these has been
+// called, once and before anything is written.
+int standardOutput();
+void silenceLibrary(); // what the library writes ends nowhere
+void leaveToLibrary(); // the program writes to stderr, descriptor 1 is the library's alone
+
 // A terminal or a pipe is opened once more, so that what is set here doesn't concern other programs on it; where that isn't
 // possible (a terminal of somebody else, a socket), the shared setting is changed and put back at the end. Regular files stay as
 // they are: a disk takes what it is given.

@@ -18,13 +18,13 @@ termios original;
 
 winsize size() {
   winsize w{};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &w) != 0 || w.ws_col == 0 || w.ws_row == 0) w = {24, 80, 0, 0};
+  if (ioctl(standardOutput(), TIOCGWINSZ, &w) != 0 || w.ws_col == 0 || w.ws_row == 0) w = {24, 80, 0, 0};
   return w;
 }
 
 } // namespace
 
-terminal::terminal() : output_(STDOUT_FILENO) {
+terminal::terminal() : output_(standardOutput()) {
   tcgetattr(STDIN_FILENO, &original);
   termios raw = original;
   raw.c_iflag &= ~static_cast<tcflag_t>(IXON);
@@ -81,7 +81,7 @@ void terminal::show(const std::string& frame) {
 }
 
 bool terminal::attached() {
-  if (!isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO)) return false;
+  if (!isatty(STDIN_FILENO) || !isatty(standardOutput())) return false;
   const pid_t inFront = tcgetpgrp(STDIN_FILENO); // below 0: a terminal that controls nobody here
   return inFront < 0 || inFront == getpgrp();
 }

@@ -66,9 +66,8 @@ void textSession::sendScript() {
 
 void textSession::keepKeyed() {
   transmitGuard& guard = sender_.guard();
-  const std::string waiting = line_.waiting();
-  if (guard.keyed() || !guard.settled() || (!line_.live() && waiting.empty())) return;
-  if (waiting.ends_with(sendLine::endSign) && waiting.size() <= what_.ending.size() + 1) { // nothing to end
+  if (guard.keyed() || !guard.settled() || (!line_.live() && line_.waiting().empty())) return;
+  if (ending()) { // but there is nothing to end
     line_.drop();
     queueText();
   } else if (!guard.pressForMode()) {
@@ -82,6 +81,11 @@ void textSession::stopSending() {
   line_.drop();
   queueText();
   sender_.guard().release();
+}
+
+bool textSession::ending() const {
+  const std::string waiting = line_.waiting();
+  return waiting.ends_with(sendLine::endSign) && waiting.size() <= what_.ending.size() + 1;
 }
 
 void textSession::end() {
