@@ -1,4 +1,5 @@
 #include "sim/transmitEcho.h"
+#include <stdexcept>
 #include <gtest/gtest.h>
 #include "sim/nyquistFold.h"
 #include "tests/sim/transmittingHost.h"
@@ -23,6 +24,7 @@ struct echoing : transmittingHost {
     radio->setTransmitEcho(std::make_shared<transmitEcho>(scene, back_s, level_dBFS));
   }
   samples from(size_t first, size_t count) const {
+    if (heard.size() < first + count) throw std::out_of_range("not heard so far");
     return samples(heard.begin() + static_cast<std::ptrdiff_t>(first),
                    heard.begin() + static_cast<std::ptrdiff_t>(first + count));
   }
@@ -237,7 +239,7 @@ TEST(transmitEchoTest, aNewStreamIsHeardBesideWhatStillWaits) {
   for (uint64_t i = 0; i < 100; ++i)
     s.host.send(transmitDatagram(s.host.sequence++, registerCommand(4, 0), registerCommand(5, 0), true, z.data()));
   ASSERT_TRUE(s.radio->waitUntil([&](const radioReport& r) { return r.dataReceived == before + 300; }));
-  s.listen(400);
+  s.listen(430);
   EXPECT_NEAR(std::abs(s.heard[24000 + 50 * 126]), 0.75, 1e-3);
   EXPECT_NEAR(std::abs(s.heard[24000 + 150 * 126]), 0.25, 1e-3);
   EXPECT_LT(peakOf(s.from(24000 + 200 * 126 + 10, 4000)), 1e-6);
