@@ -5,6 +5,7 @@
 #include <system_error>
 #include <arpa/inet.h>
 #include <fmt/format.h>
+#include <netinet/udp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -14,6 +15,7 @@ namespace larch::sim {
 
 namespace {
 constexpr int receiveBuffer_bytes = 4 << 20;
+constexpr size_t longestRow_bytes = 65000, mostInRow = 64; // the kernel's limits of one send
 
 sockaddr_in toSockaddr(const endpointAddress& a) {
   sockaddr_in s{};
@@ -85,10 +87,22 @@ bool datagramSocket::receive(std::span<const uint8_t>& datagram, endpointAddress
   return true;
 }
 
+size_t datagramSocket::sendMany(std::span<mmsghdr> headers) {
+  size_t sent = 0;
+  for (size_t done = 0; done < headers.size();) {
+    const int gone = sendmmsg(handle, headers.data() + done, static_cast<unsigned>(headers.size() - done), MSG_DONTWAIT);
+    if (gone < 0 && errno == EINTR) continue;
+    if (gone > 0) sent += static_cast<size_t>(gone);
+    // a refused one is lost like any datagram on a wire
+    done += gone > 0 ? static_cast<size_t>(gone) : 1;
+  }
+  return sent;
+}
+
 size_t datagramSocket::send(std::span<const outgoingDatagram> datagrams, const endpointAddress& to) {
   sockaddr_in address = toSockaddr(to);
   size_t sent = 0;
-  for (size_t done = 0; done < datagrams.size();) {
+  for (size_t done = 0; done < datagrams.size(); done += batch) {
     std::array<mmsghdr, batch> headers{};
     std::array<iovec, batch> parts{};
     const size_t count = std::min(batch, datagrams.size() - done);
@@ -100,11 +114,40 @@ size_t datagramSocket::send(std::span<const outgoingDatagram> datagrams, const e
       headers[i].msg_hdr.msg_iov = &parts[i];
       headers[i].msg_hdr.msg_iovlen = 1;
     }
-    const int gone = sendmmsg(handle, headers.data(), static_cast<unsigned>(count), MSG_DONTWAIT);
-    if (gone < 0 && errno == EINTR) continue;
-    if (gone > 0) sent += static_cast<size_t>(gone);
-    // a refused one is lost like any datagram on a wire
-    done += gone > 0 ? static_cast<size_t>(gone) : 1;
+    sent += sendMany({headers.data(), count});
+  }
+  return sent;
+}
+
+void datagramSocket::sendRowsOf(size_t length) {
+  rowLength = length;
+  const int size = static_cast<int>(length);
+  rowsAsOne = setsockopt(handle, SOL_UDP, UDP_SEGMENT, &size, sizeof size) == 0;
+}
+
+size_t datagramSocket::sendRow(std::span<iovec> parts, size_t partsEach, const endpointAddress& to) {
+  sockaddr_in address = toSockaddr(to);
+  const size_t most = rowsAsOne ? std::min(longestRow_bytes / rowLength, mostInRow) : batch; // datagrams a call
+  size_t sent = 0;
+  while (!parts.empty()) {
+    const size_t count = std::min(most, parts.size() / partsEach);
+    if (count == 0) break;
+    std::array<mmsghdr, batch> headers{};
+    const size_t calls = rowsAsOne ? 1 : count, partsACall = count * partsEach / calls;
+    for (size_t i = 0; i < calls; ++i) {
+      headers[i].msg_hdr.msg_name = &address;
+      headers[i].msg_hdr.msg_namelen = sizeof address;
+      headers[i].msg_hdr.msg_iov = parts.data() + i * partsACall;
+      headers[i].msg_hdr.msg_iovlen = partsACall;
+    }
+    errno = 0;
+    const size_t gone = sendMany({headers.data(), calls});
+    if (gone == 0 && rowsAsOne && count > 1 && (errno == EIO || errno == EINVAL || errno == EOPNOTSUPP)) {
+      rowsAsOne = false; // a network card that can't: one by one from now on
+      return sent + sendRow(parts, partsEach, to);
+    }
+    sent += rowsAsOne ? gone * count : gone;
+    parts = parts.subspan(count * partsEach);
   }
   return sent;
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 #include <netinet/in.h>
+#include <sys/uio.h>
 
 namespace larch::sim {
 
@@ -20,7 +21,7 @@ struct endpointAddress {
 // A datagram of up to a data datagram's length, ready to go.
 struct outgoingDatagram {
   size_t length = 0;
-  std::array<uint8_t, 1032> bytes;
+  std::array<uint8_t, 1444> bytes;
 };
 
 // Bound in the constructor, closed in the destructor; never blocks but in wait(). One thread at a time.
@@ -38,6 +39,12 @@ class datagramSocket {
   // Returns how many left; the kernel drops what the peer has no room for.
   size_t send(std::span<const outgoingDatagram> datagrams, const endpointAddress& to);
   bool sendOne(std::span<const uint8_t> datagram, const endpointAddress& to);
+  // For datagrams that are all `length` bytes long: sendRow hands many to the kernel as one, where the kernel can.
+  void sendRowsOf(size_t length);
+  // Datagrams of that length, each in `partsEach` pieces one after the other. Returns how many left.
+  size_t sendRow(std::span<iovec> parts, size_t partsEach, const endpointAddress& to);
+  int descriptor() const { return handle; } // to wait for several
+  int wakeDescriptor() const { return waker; }
   // Until something waits, or wake(), or the time is over.
   void wait(int timeout_ms);
   void wake(); // from any thread
@@ -50,7 +57,10 @@ class datagramSocket {
     size_t length;
   };
   void fill();
+  size_t sendMany(std::span<mmsghdr> headers);
 
+  size_t rowLength = 0; // 0: no rows
+  bool rowsAsOne = false;
   int handle = -1, waker = -1;
   std::vector<slot> slots;
   size_t filled = 0, taken = 0;

@@ -15,6 +15,12 @@ constexpr boardProfile boards[] = {
     {"orion2", 10, 35, 0, false, false, 122880000, 7, gainForm::attenuator, 32768, 1},
 };
 constexpr size_t defaultIndex = 6;
+constexpr otherBoardProfile otherBoards[] = {
+    {"hermes", 1, 102, 38, 122880000, 4},  {"hermes2", 2, 102, 38, 122880000, 4}, {"angelia", 3, 118, 38, 122880000, 7},
+    {"orion", 4, 118, 38, 122880000, 7},   {"orion2", 5, 121, 38, 122880000, 8},  {"hermeslite", 6, 40, 38, 122880000, 4},
+    {"saturn", 10, 21, 39, 122880000, 10},
+};
+constexpr size_t otherDefaultIndex = 6;
 constexpr size_t macAt = 3, firmwareAt = 9, boardAt = 10, receiversAt = 19, minorFirmwareAt = 21;
 constexpr size_t settingsAt = 11, storedAddressAt = 13, storedMacAt = 17;
 constexpr uint8_t statusIdle = 2, statusInUse = 3;
@@ -29,6 +35,16 @@ const boardProfile* findBoard(std::string_view name) {
 }
 
 const boardProfile& defaultBoard() { return boards[defaultIndex]; }
+
+std::span<const otherBoardProfile> otherBoardProfiles() { return otherBoards; }
+
+const otherBoardProfile* findOtherBoard(std::string_view name) {
+  for (const otherBoardProfile& b : otherBoards)
+    if (name == b.name) return &b;
+  return nullptr;
+}
+
+const otherBoardProfile& defaultOtherBoard() { return otherBoards[otherDefaultIndex]; }
 
 bool isDiscoveryRequest(std::span<const uint8_t> datagram) {
   if (datagram.size() != discoveryRequestBytes) return false;
@@ -59,6 +75,19 @@ std::array<uint8_t, discoveryAnswerBytes> discoveryAnswer(const boardProfile& bo
     for (size_t i = 0; i < stored.address.size(); ++i) a[storedAddressAt + i] = stored.address[i].value_or(0);
     for (size_t i = 0; i < stored.macTail.size(); ++i) a[storedMacAt + i] = stored.macTail[i].value_or(0);
   }
+  return a;
+}
+
+std::array<uint8_t, otherDiscoveryBytes> otherDiscoveryAnswer(const otherBoardProfile& board, const macAddress& mac,
+                                                              int receivers, bool inUse) {
+  std::array<uint8_t, otherDiscoveryBytes> a{};
+  a[4] = inUse ? statusInUse : statusIdle;
+  std::copy(mac.begin(), mac.end(), a.begin() + 5);
+  a[11] = board.id;
+  a[12] = board.version;
+  a[13] = board.firmware;
+  a[20] = static_cast<uint8_t>(receivers);
+  a[21] = 1; // phase words
   return a;
 }
 

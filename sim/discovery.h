@@ -1,4 +1,4 @@
-// The boards of the family as a simulated radio shows them, and the discovery answer of Protocol 1.
+// The boards of the family as a simulated radio shows them, and the discovery answers of both protocols.
 #pragma once
 #include <array>
 #include <cstdint>
@@ -37,6 +37,20 @@ std::span<const boardProfile> boardProfiles();
 const boardProfile* findBoard(std::string_view name); // nullptr: no such board
 const boardProfile& defaultBoard();                   // Hermes-Lite 2
 
+// A board with Protocol 2.
+struct otherBoardProfile {
+  const char* name;
+  uint8_t id;       // byte 11 of the discovery answer
+  uint8_t firmware; // byte 13
+  uint8_t version;  // byte 12: of the protocol, times ten
+  double clock_Hz;
+  int receivers; // byte 20
+};
+
+std::span<const otherBoardProfile> otherBoardProfiles();
+const otherBoardProfile* findOtherBoard(std::string_view name); // nullptr: no such board
+const otherBoardProfile& defaultOtherBoard();                   // Saturn
+
 using macAddress = std::array<uint8_t, 6>;
 
 // True for the 63 bytes EF FE 02 0 ... 0.
@@ -49,5 +63,10 @@ bool isOtherDiscoveryRequest(std::span<const uint8_t> datagram);
 // 19, minor firmware at 21, and of what is stored in it the status word at 11, the address at 13, the MAC's tail at 17.
 std::array<uint8_t, discoveryAnswerBytes> discoveryAnswer(const boardProfile& board, const macAddress& mac, int receivers,
                                                           bool inUse, const deviceState& stored = {});
+
+// The answer of Protocol 2: 60 bytes, status at 4, MAC at 5, board at 11, protocol version at 12, firmware at 13, receivers
+// at 20.
+std::array<uint8_t, otherDiscoveryBytes> otherDiscoveryAnswer(const otherBoardProfile& board, const macAddress& mac,
+                                                              int receivers, bool inUse);
 
 } // namespace larch::sim

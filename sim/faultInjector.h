@@ -34,6 +34,7 @@ class faultInjector {
   // isIq: the sets apply.
   void pass(const outgoingDatagram& datagram, bool isIq, uint32_t sequence, std::vector<outgoingDatagram>& out);
   void dropHeld() { held.clear(); }
+  bool idle() const { return !active && !silent && held.empty(); } // whatever passes comes out as it is
   const faultCounts& counts() const { return counted; }
 
  private:

@@ -19,6 +19,9 @@ const char* problemName(problem kind) {
   case problem::foreignSender: return "foreign sender";
   case problem::unknownDevice: return "unknown device";
   case problem::deviceBusy: return "device busy";
+  case problem::badField: return "bad field";
+  case problem::unknownField: return "unknown field";
+  case problem::notConfigured: return "not configured";
   case problem::count: break;
   }
   return "?";

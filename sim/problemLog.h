@@ -22,6 +22,9 @@ enum class problem : int {
   foreignSender,    // data from somebody who isn't the peer of the running stream
   unknownDevice,    // a queued command to a device or location that the board doesn't have
   deviceBusy,       // a queued command while a store takes its time
+  badField,         // Protocol 2: a field that says what it must not, or what this radio can't do
+  unknownField,     // Protocol 2: a byte that isn't 0 where no field is
+  notConfigured,    // Protocol 2: run before the radio was told what to send
   count
 };
 

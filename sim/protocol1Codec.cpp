@@ -1,8 +1,8 @@
 #include "sim/protocol1Codec.h"
-#include <cmath>
 #include <cstring>
 #include "sim/discovery.h"
 #include "sim/problemLog.h"
+#include "sim/wireWords.h"
 
 namespace larch::sim {
 
@@ -11,34 +11,14 @@ constexpr uint8_t syncByte = 0x7F;
 constexpr size_t sequenceAt = 4, sampleAreaAt = 8;
 constexpr uint8_t commandData = 1, commandDiscovery = 2, commandStart = 4;
 
-void put16(uint8_t* p, uint16_t v) {
-  p[0] = static_cast<uint8_t>(v >> 8);
-  p[1] = static_cast<uint8_t>(v);
-}
-
-int16_t get16(const uint8_t* p) { return static_cast<int16_t>(p[0] << 8 | p[1]); }
-
-// 24-bit two's complement, big-endian; returns 1 when the value had to be clipped
-size_t put24(uint8_t* p, double amplitude) {
-  double v = amplitude * p1FullScale;
-  size_t clipped = 0;
-  if (!(v <= p1FullScale))
-    v = p1FullScale, clipped = 1; // NaN too
-  else if (v < -p1FullScale - 1)
-    v = -p1FullScale - 1, clipped = 1;
-  const auto bits = static_cast<uint32_t>(static_cast<int32_t>(std::lrint(v)));
-  p[0] = static_cast<uint8_t>(bits >> 16);
-  p[1] = static_cast<uint8_t>(bits >> 8);
-  p[2] = static_cast<uint8_t>(bits);
-  return clipped;
-}
+int16_t sample(const uint8_t* p) { return static_cast<int16_t>(get16(p)); }
 
 void readFrame(const uint8_t* p, commandFrame& out) {
   out.syncOk = p[0] == syncByte && p[1] == syncByte && p[2] == syncByte;
   std::memcpy(out.c.data(), p + 3, out.c.size());
   p += sampleAreaAt;
   for (txSample& s : out.samples) {
-    s = {get16(p), get16(p + 2), get16(p + 4), get16(p + 6)};
+    s = {sample(p), sample(p + 2), sample(p + 4), sample(p + 6)};
     p += 8;
   }
 }
@@ -56,8 +36,7 @@ void p1WriteHeader(uint8_t* d, uint8_t endpoint, uint32_t sequence) {
   d[1] = 0xFE;
   d[2] = commandData;
   d[3] = endpoint;
-  put16(d + sequenceAt, static_cast<uint16_t>(sequence >> 16));
-  put16(d + sequenceAt + 2, static_cast<uint16_t>(sequence));
+  put32(d + sequenceAt, sequence);
 }
 
 std::array<uint8_t, 5> p1Status(const boardStatus& s, int group) {
@@ -127,7 +106,7 @@ void p1ReadHostDatagram(std::span<const uint8_t> d, hostDatagram& out) {
   if (d.size() != p1DatagramBytes) return setBad(out, problem::wrongLength);
   if (d[3] != p1EndpointHost) return setBad(out, problem::wrongEndpoint);
   out.kind = hostDatagramKind::data;
-  out.sequence = static_cast<uint32_t>(d[4]) << 24 | static_cast<uint32_t>(d[5]) << 16 | static_cast<uint32_t>(d[6]) << 8 | d[7];
+  out.sequence = get32(d.data() + sequenceAt);
   readFrame(d.data() + p1HeaderBytes, out.frame[0]);
   readFrame(d.data() + p1HeaderBytes + p1FrameBytes, out.frame[1]);
 }

@@ -15,7 +15,6 @@ constexpr size_t p1SampleAreaBytes = 504;
 constexpr size_t p1StartBytes = 64; // the start and stop word's datagram
 constexpr size_t p1TxSamplesPerFrame = 63;
 constexpr size_t p1WidebandSamples = 512; // a datagram
-constexpr double p1FullScale = 8388607;   // 24-bit value of amplitude 1.0
 constexpr uint8_t p1EndpointHost = 2, p1EndpointWideband = 4, p1EndpointIq = 6;
 
 // Samples of each receiver in one frame: 1 receiver 63, 2: 36, 3: 25, 4: 19, 8: 10.

@@ -8,7 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <gtest/gtest.h>
+#include "sim/datagramSocket.h"
 #include "sim/wavFile.h"
+#include "tests/sim/protocol2TestHost.h"
 #include "tests/sim/transmittingHost.h"
 #include "tests/support/protocol1Vectors.h"
 
@@ -222,6 +224,31 @@ TEST_F(larchSimProgramTest, aFullDiskEndsTheRecordingAlone) {
   EXPECT_TRUE(sim.reads("problems: none"));
   EXPECT_EQ(sim.status(), 1) << sim.text;
   std::filesystem::remove(path);
+}
+
+TEST_F(larchSimProgramTest, isAProtocol2RadioThatNamesWhatItIsTold) {
+  const std::string address = larch::sim::nextLoopbackAddress();
+  program sim({"--protocol", "2", "--bind", address, "--scene", "carriers", "--receivers", "16", "--verbose"});
+  ASSERT_TRUE(sim.reads("saturn at " + address + ":1024, scene carriers"));
+  protocol2TestHost host(address);
+  host.receivers.assign(16, {192, 7100000});
+  host.start();
+  EXPECT_TRUE(sim.reads("general packet, wideband packets a frame: 32")) << sim.text;
+  EXPECT_TRUE(sim.reads("down-converter packet, receiver 15 rate: 192 kHz"));
+  EXPECT_TRUE(sim.reads("high-priority packet, state: run"));
+  for (int i = 0; i < 20; ++i) EXPECT_NE(host.receive(10000).port, 0);
+  EXPECT_TRUE(sim.reads("192000 Hz x 16")); // the status line
+  sim.send(SIGINT);
+  EXPECT_TRUE(sim.reads("received 1 general, 1 down-converter, 0 up-converter and 1 high-priority packets; problems: none"))
+      << sim.text;
+  EXPECT_EQ(sim.status(), 0);
+  program busy({"--protocol", "2", "--port", "1025"});
+  EXPECT_TRUE(busy.reads("the ports of Protocol 2 are fixed"));
+  EXPECT_EQ(busy.status(), 1);
+  program sends({"--protocol", "2", "--tx-back", "1"});
+  EXPECT_TRUE(sends.reads("a Protocol 2 radio takes no transmission"));
+  program board({"--protocol", "2", "--board", "metis"});
+  EXPECT_TRUE(board.reads("no board 'metis' with Protocol 2"));
 }
 
 TEST_F(larchSimProgramTest, refusesWhatItCantDo) {
