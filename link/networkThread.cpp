@@ -1,0 +1,46 @@
+#include "link/networkThread.h"
+#include "platform/standardOutput.h"
+#include "platform/threadClass.h"
+#include "runtime/log.h"
+#include <boost/asio/executor_work_guard.hpp>
+#include <exception>
+#include <system_error>
+#include <thread>
+
+namespace larch {
+namespace {
+
+void serve(boost::asio::io_context& context) {
+  blockSignals();
+  if (const int refused = raiseThread(workerPriority)) logError("networkThread setmm priority failed {}", refused);
+  const auto forever = boost::asio::make_work_guard(context);
+  for (;;) {
+    try {
+      context.run();
+    } catch (const std::exception& e) {
+      logError("networkThread {}", e.what());
+    } catch (...) {
+      writeDump("networkThread", "??");
+      logError("networkThread");
+    }
+  }
+}
+
+boost::asio::io_context* start() {
+  auto* context = new boost::asio::io_context(1); // one thread runs it
+  try {
+    std::thread([context] { serve(*context); }).detach();
+  } catch (const std::system_error& e) { // the ports stay deaf
+    logError("networkThread {}", e.what());
+  }
+  return context;
+}
+
+} // namespace
+
+boost::asio::io_context& networkContext() {
+  static auto* context = start();
+  return *context;
+}
+
+} // namespace larch
