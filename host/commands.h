@@ -87,11 +87,22 @@ struct rttyOptions {
   bool noAmplifier = false;
 };
 
+struct hellOptions {
+  listenOptions receive; // with no further receivers; neither mode nor zoom
+  double step = 30;      // Hz between rows, and pixels a second
+  bool transmit = false;
+  std::string text; // sent at once
+  int32_t drive = 0;
+  int32_t timeout_s = 180;
+  bool noAmplifier = false;
+};
+
 int listenCommand(const listenOptions& options);
 int talkCommand(const talkOptions& options);
 int cwCommand(const cwOptions& options);
 int pskCommand(const pskOptions& options);
 int rttyCommand(const rttyOptions& options);
+int hellCommand(const hellOptions& options);
 int radiosCommand(const std::string& address, int wait_ms);
 int devicesCommand();
 int doctorCommand(const std::string& address);

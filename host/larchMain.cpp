@@ -2,6 +2,7 @@
 #include "host/boardProfile.h"
 #include "host/commands.h"
 #include "host/console.h"
+#include "host/hellMode.h"
 #include "host/rttyMode.h"
 #include "host/signals.h"
 #include "host/transmitGuard.h"
@@ -170,6 +171,20 @@ CLI::App* addRtty(CLI::App& app, rttyOptions& o) {
   return rtty;
 }
 
+CLI::App* addHell(CLI::App& app, hellOptions& o) {
+  CLI::App* hell = app.add_subcommand("hell", "Hellschreiber: text as a picture in the waterfall, received and transmitted");
+  addReceiveOptions(*hell, o.receive);
+  hell->remove_option(hell->get_option("--zoom")); // it follows from the step
+  hell->get_option("--waterfall")
+      ->description("save what is received as a PNG picture at the end, to be read from left to right");
+  hell->add_option("--filter", o.receive.filter, "passband LOW:HIGH in Hz above the frequency; else the rows of the characters");
+  hell->add_option("--step", o.step, "Hz between two rows, and pixels a second")
+      ->check(CLI::Range(hellMode::leastStep, hellMode::mostStep))
+      ->capture_default_str();
+  addSendingOptions(*hell, o);
+  return hell;
+}
+
 // CLI's own checks of ranges let NaN through.
 void refuseStrangeNumbers(CLI::App& command) {
   const auto check = [](const std::string& text) {
@@ -214,6 +229,8 @@ int main(int argc, char** argv) {
   rttyOptions rttyWith;
   rttyWith.receive.zoom = narrowZoom;
   CLI::App* rtty = addRtty(app, rttyWith);
+  hellOptions hellWith;
+  CLI::App* hell = addHell(app, hellWith);
   std::string address;
   int wait_ms = 1000;
   bool boards = false;
@@ -224,7 +241,7 @@ int main(int argc, char** argv) {
   CLI::App* devices = app.add_subcommand("devices", "list sound devices");
   CLI::App* doctor = app.add_subcommand("doctor", "check what a station needs");
   doctor->add_option("--radio", address, "ask this address only");
-  for (CLI::App* command : {listen, talk, cw, psk, rtty, radios, devices, doctor}) command->fallthrough();
+  for (CLI::App* command : {listen, talk, cw, psk, rtty, hell, radios, devices, doctor}) command->fallthrough();
   for (CLI::App* command : app.get_subcommands({})) refuseStrangeNumbers(*command);
   try {
     app.parse(argc, argv);
@@ -241,6 +258,7 @@ int main(int argc, char** argv) {
     if (cw->parsed()) return cwCommand(cwWith);
     if (psk->parsed()) return pskCommand(pskWith);
     if (rtty->parsed()) return rttyCommand(rttyWith);
+    if (hell->parsed()) return hellCommand(hellWith);
     return talk->parsed() ? talkCommand(talkWith) : listenCommand(listenWith);
   } catch (const std::exception& e) {
     return printError(e.what()), failure;

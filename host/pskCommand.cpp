@@ -24,7 +24,7 @@ transmitSettings chooseSending(const pskOptions& options, filterEdges filter) {
   if (!options.transmit && !options.text.empty()) throw std::runtime_error("--text needs --transmit");
   if (options.text.size() > sendLine::mostWaiting)
     throw std::runtime_error(fmt::format("the text is longer than {} characters", sendLine::mostWaiting));
-  if (!std::all_of(options.text.begin(), options.text.end(), pskSession::isSent))
+  if (!std::all_of(options.text.begin(), options.text.end(), sendLine::isPlain))
     throw std::runtime_error("--text takes printable ASCII characters without ~");
   transmitSettings s;
   s.allowed = options.transmit;

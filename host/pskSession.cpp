@@ -16,11 +16,9 @@ constexpr char controlB = 'B' - '@', controlF = 'F' - '@';
 
 } // namespace
 
-bool pskSession::isSent(char c) { return c >= ' ' && c < sendLine::endSign; }
-
 pskSession::pskSession(const pskOptions& options, const transmitSettings& sending, const stationSettings& settings,
                        const receiver& first, pskMode& mode, const std::string& audioName)
-    : textSession(options.receive, sending, settings, first, mode, audioName, {options.text, isSent, "not sent", ""}),
+    : textSession(options.receive, sending, settings, first, mode, audioName, {options.text, sendLine::isPlain, "not sent", ""}),
       mode_(mode) {
   mode_.levelAt = [this](int32_t frequency) {
     return levelAt(static_cast<double>(this->first().frequency + int64_t{frequency}), signalWidth);

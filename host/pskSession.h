@@ -9,7 +9,6 @@ class pskSession : public textSession {
  public:
   pskSession(const pskOptions& options, const transmitSettings& sending, const stationSettings& settings, const receiver& first,
              pskMode& mode, const std::string& audioName);
-  static bool isSent(char c); // printable ASCII but for the sign that ends a transmission
 
  protected:
   void ended() override;

@@ -242,12 +242,16 @@ void receiveSession::zoomTo(double zoom) {
   view_.clearWaterfall();
 }
 
+std::string receiveSession::saveWaterfall(const std::string& path) const {
+  picture_.save(path);
+  return picture_.lines() > 0 ? fmt::format("{} lines", picture_.lines()) : "";
+}
+
 int receiveSession::finish() {
   const uint64_t frames = station_.framesSeen();
-  if (!options_.waterfall.empty()) {
-    picture_.save(options_.waterfall);
-    if (picture_.lines() > 0) printLine(stdout, fmt::format("waterfall of {} lines in {}", picture_.lines(), options_.waterfall));
-  }
+  if (!options_.waterfall.empty())
+    if (const std::string what = saveWaterfall(options_.waterfall); !what.empty())
+      printLine(stdout, fmt::format("waterfall of {} in {}", what, options_.waterfall));
   if (recorder_) {
     recorder_->finish();
     printLine(stdout,

@@ -32,10 +32,11 @@ class receiveSession {
   virtual std::vector<std::string> statusLines(int columns) const; // further lines of the picture
   virtual std::string statusText() const { return {}; }            // more for the line each second
   virtual std::string keysText() const;
-  virtual bool saysLines() const { return true; }  // a line each second without a terminal
-  virtual std::chrono::milliseconds pause() const; // between two polls
-  virtual bool offers(voice v) const;              // to the key that changes the mode
-  virtual void ended() {}                          // the picture has gone, the summary comes
+  virtual bool saysLines() const { return true; }                   // a line each second without a terminal
+  virtual std::chrono::milliseconds pause() const;                  // between two polls
+  virtual bool offers(voice v) const;                               // to the key that changes the mode
+  virtual void ended() {}                                           // the picture has gone, the summary comes
+  virtual std::string saveWaterfall(const std::string& path) const; // what is in the file; empty: there is none
 
   station& radio() { return station_; }
   const station& radio() const { return station_; }

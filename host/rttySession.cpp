@@ -84,17 +84,6 @@ void rttySession::tell(char byte) {
     received_.add({byte}, clock::now());
 }
 
-// The character under way goes out, and the end of a line. The second time it ends at once.
-void rttySession::stopSending() {
-  transmitGuard& guard = sender().guard();
-  const bool again = guard.byHand() || !guard.keyed() || ending();
-  line().drop();
-  queueText();
-  if (again) return guard.release();
-  line().release();
-  end();
-}
-
 bool rttySession::command(char c) {
   switch (c) {
   case '<': changeDrive(-1); break;

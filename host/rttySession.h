@@ -21,7 +21,7 @@ class rttySession : public textSession {
   std::vector<std::string> statusLines(int columns) const override;
   std::string keysText() const override;
   void takeTexts() override;
-  void stopSending() override;
+  void stopSending() override { stopBehindCharacter(); }
   bool command(char c) override;
   void put(char c) override;
   void takeBack() override;

@@ -14,6 +14,8 @@ bool sendLine::hasCode(char c) {
   return byte < 128 && c != '\0' && (std::isalnum(byte) || std::strchr(" .!?", c));
 }
 
+bool sendLine::isPlain(char c) { return c >= ' ' && c < endSign; }
+
 bool sendLine::type(char c) {
   if (!taken_(c) || waiting().size() + held_.size() >= mostWaiting) return false;
   (live_ ? text_ : held_) += c;

@@ -14,6 +14,7 @@ class sendLine {
   static constexpr char endSign = '~';       // ends the transmission
   static constexpr size_t mostWaiting = 900; // the queue takes 1023
   static bool hasCode(char c);               // in Morse: letters, digits, blank, . ! ?
+  static bool isPlain(char c);               // printable ASCII but for the sign of the end
   using alphabet = bool (*)(char c);
 
   explicit sendLine(alphabet taken = hasCode) : taken_(taken) {}

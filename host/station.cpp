@@ -158,7 +158,9 @@ void station::takeSignal(receiver& r, double level) {
 void station::takeFrame(receiver& r, floatArray* frame, double low, double high) {
   const auto size = static_cast<size_t>(floatArray_size(frame));
   const double bin = (high - low) / static_cast<double>(std::max<size_t>(size, 1)) * std::min(r.zoom, 1.0);
-  r.trace.add({floatArray_data(frame), size}, low + bin, high + bin);
+  const std::span<const float> points{floatArray_data(frame), size};
+  r.trace.add(points, low + bin, high + bin);
+  if (r.frameSeen) r.frameSeen(points, low + bin, high + bin);
   framesSeen_++;
   if (transmitter_) transmitter_->guard().reportFrame();
   floatArray_delete(frame);
@@ -171,6 +173,7 @@ void station::configure(receiver& r) {
   else if (r.audioDevice >= noAudio)
     vtrx_setaudioOutput(r.handle, r.audioDevice);
   vtrx_setmuted(r.handle, r.muted);
+  vtrx_setwaterfallSpeed(r.handle, r.waterfallSpeed);
   if (&r == transmitting_) transmitter_->attach(r.handle);
   setMode(r, r.mode, r.side, r.filter);
 }

@@ -6,7 +6,9 @@
 #include "host/transmitter.h"
 #include "runtime/larchlib.h"
 #include <array>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,9 @@ struct receiver {
   int32_t audioDevice = -2;          // -2: the system's default
   bool muted = false;
   double zoom = 1;
+  int32_t waterfallSpeed = 0; // frames of the spectrum come 2^this times as often
+  // Each frame as it comes, in bels, and the frequencies of its ends. Not to be copied to another receiver.
+  std::function<void(std::span<const float> frame, double low, double high)> frameSeen;
 
   vtrx* handle = nullptr;
   modDemod* demodulator = nullptr; // a handle of the mode's class; all handles have one form

@@ -83,6 +83,16 @@ void textSession::stopSending() {
   sender_.guard().release();
 }
 
+void textSession::stopBehindCharacter() {
+  transmitGuard& guard = sender_.guard();
+  const bool again = guard.byHand() || !guard.keyed() || ending();
+  line_.drop();
+  queueText();
+  if (again) return guard.release();
+  line_.release();
+  end();
+}
+
 bool textSession::ending() const {
   const std::string waiting = line_.waiting();
   return waiting.ends_with(sendLine::endSign) && waiting.size() <= what_.ending.size() + 1;

@@ -41,7 +41,8 @@ class textSession : public receiveSession {
 
   std::vector<std::string> sendLines(size_t columns, const std::string& state) const; // of the picture: state, and what is sent
   void end();                                                                         // behind what waits
-  bool ending() const;                                                                // nothing but that end waits
+  void stopBehindCharacter(); // the one under way goes out, and the ending; the second time it ends at once
+  bool ending() const;        // nothing but that end waits
   void changeDrive(int32_t by);
   void hint(const std::string& text) { hint_ = text; } // shown until the next key
   const transmitter& sender() const { return sender_; }

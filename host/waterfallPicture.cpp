@@ -1,11 +1,7 @@
 #include "host/waterfallPicture.h"
 #include "host/colourScale.h"
+#include "host/pngFile.h"
 #include "host/spectrumTrace.h"
-#include <cstdio>
-#include <fmt/format.h>
-#include <memory>
-#include <png.h>
-#include <stdexcept>
 
 namespace larchhost {
 namespace {
@@ -36,13 +32,7 @@ void waterfallPicture::save(const std::string& path) const {
   std::vector<double> all;
   for (const auto& line : lines_) all.insert(all.end(), line.begin(), line.end());
   const auto rgb = pixels(lines_, quantile(std::move(all), 0.5) - below_dB);
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  image.width = width;
-  image.height = static_cast<png_uint_32>(lines_.size());
-  image.format = PNG_FORMAT_RGB;
-  if (!png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), 0, nullptr))
-    throw std::runtime_error(fmt::format("can't write {}: {}", path, image.message));
+  writePng(path, width, static_cast<int>(lines_.size()), rgb);
 }
 
 } // namespace larchhost

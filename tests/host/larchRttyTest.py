@@ -9,7 +9,7 @@ import sys
 import unittest
 
 import larchPskTest as psk
-from larchTalkTest import FULL, HOLD, PATIENCE, RATE
+from larchTalkTest import FULL, HOLD, RATE
 
 # the international alphabet No. 2 by code, first bit lowest; "\f" stands for the figures shift, "\v" for the letters shift
 LETTERS = "\0E\nA SIU\rDRJNFCKTZLWHYPQOBG\fMXV\v"
