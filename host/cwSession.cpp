@@ -11,7 +11,7 @@ constexpr int32_t widthStep = 50, narrowest = 100, widest = 3000; // Hz
 constexpr double slowest = 5, fastest = 60;                       // words per minute
 constexpr double flushSpeed = 57600; // a dot is one sample: what is left of a character passes unheard
 constexpr double dashOfOneWpm_s = 3.6;
-constexpr std::chrono::milliseconds keyPause{1}, stopMargin{300};
+constexpr std::chrono::milliseconds keyPause{1}, stopMargin{1500};
 constexpr size_t textRows = 5;
 
 } // namespace
