@@ -1,9 +1,13 @@
-// malloc and pthread_mutex_lock of the library's own threads, counted: for one file of a program only.
+// malloc and pthread_mutex_lock of the library's own threads, counted while a board streams: for one file of a program only.
 #pragma once
+#include "sim/protocol1Radio.h"
+#include "tests/boundary/testHost.h"
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <dlfcn.h>
+#include <functional>
+#include <gtest/gtest.h>
 #include <pthread.h>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -73,6 +77,45 @@ void startCounting() {
   large = largest = locks = 0;
   counting = true;
 }
+// Lets so many datagrams of the board come, at 48 kHz each pays for one, as fast as the library answers; a few answers may be on
+// their way. False: they stayed away.
+bool stream(larch::sim::protocol1Radio& board, uint64_t datagrams) {
+  constexpr uint64_t batch = 16, onTheirWay = 24;
+  const uint64_t answered = board.report().dataReceived;
+  for (uint64_t sent = batch; sent <= datagrams; sent += batch) {
+    board.emit(batch);
+    if (!testHost::pollUntil([&] {
+          board.poll();
+          getRenderUpdates();
+          return board.report().dataReceived + onTheirWay >= answered + sent;
+        }))
+      return false;
+  }
+  return true;
+}
+
+constexpr uint64_t windowDatagrams = 48000 / 126 / 16 * 16; // about a second
+
+// A worker's first post to a queue takes a ring and its first transform a table, and which worker does what is chance: the path
+// is warm when a window shows nothing, and three more in a row. What each chunk takes shows in every window, what comes now and
+// then in one of four.
+void expectCleanWindows(
+    larch::sim::protocol1Radio& board, const std::function<void()>& begin = [] {}) {
+  constexpr int most = 24, clean = 4;
+  ASSERT_TRUE(stream(board, windowDatagrams));
+  int window = 0, inARow = 0;
+  for (; inARow < clean && window < most; window++) {
+    begin();
+    startCounting();
+    ASSERT_TRUE(stream(board, windowDatagrams));
+    counting = false;
+    inARow = large + locks == 0 ? inARow + 1 : 0;
+  }
+  EXPECT_EQ(inARow, clean) << "in the last of " << window << ": " << large << " large blocks, the largest " << largest
+                           << " bytes, " << locks << " locks";
+  std::printf("warm after %d windows; ", window - inARow);
+}
+
 // Says what small blocks were taken since then, by size, for each of `units`.
 void printSmall(const char* unit, double units) {
   uint64_t all = 0;

@@ -1,9 +1,7 @@
 // A running receiver takes no sample memory and no lock once it is warm: malloc and pthread_mutex_lock of the library's own
 // threads are counted.
 #include "sim/bandScene.h"
-#include "sim/protocol1Radio.h"
 #include "tests/boundary/steadyCounting.h"
-#include "tests/boundary/testHost.h"
 #include <gtest/gtest.h>
 
 namespace {
@@ -15,22 +13,6 @@ void keepVtrx(vtrx* handle, int32_t, int32_t) { added = handle; }
 void countFrame(floatArray* frame, double, double, int32_t) {
   frames++;
   floatArray_delete(frame);
-}
-
-// Radio time passes as fast as the library answers: at 48 kHz each datagram pays for one. A few answers may be on their way.
-bool stream(larch::sim::protocol1Radio& board, uint64_t datagrams) {
-  constexpr uint64_t batch = 16, onTheirWay = 24;
-  const uint64_t answered = board.report().dataReceived;
-  for (uint64_t sent = batch; sent <= datagrams; sent += batch) {
-    board.emit(batch);
-    if (!testHost::pollUntil([&] {
-          board.poll();
-          getRenderUpdates();
-          return board.report().dataReceived + onTheirWay >= answered + sent;
-        }))
-      return false;
-  }
-  return true;
 }
 
 } // namespace
@@ -61,24 +43,9 @@ TEST(steadyPathTest, runningReceiverTakesNoSampleMemoryAndNoLock) {
   vtrx_start(added);
   ASSERT_TRUE(testHost::settle(added));
 
-  // A worker's first post to a queue takes a ring and its first transform a table, and which worker does what is chance: the
-  // receiver is warm when a window shows nothing. What each chunk takes shows in every window.
-  constexpr uint64_t measured = 48000 / 126 / 16 * 16; // datagrams, about a second
-  constexpr int windows = 20;
-  int window = 0;
-  ASSERT_TRUE(stream(*board, measured));
-  do {
-    frames = 0;
-    startCounting();
-    ASSERT_TRUE(stream(*board, measured));
-    counting = false;
-  } while (large + locks > 0 && ++window < windows);
-
-  const double chunks = static_cast<double>(measured) * 126 / 512;
+  expectCleanWindows(*board, [] { frames = 0; });
+  constexpr double chunks = static_cast<double>(windowDatagrams) * 126 / 512;
   EXPECT_GT(frames, static_cast<int>(chunks / 4 * 0.8)); // the receiver did run: a frame is four chunks
-  EXPECT_EQ(large.load(), 0u) << "the largest had " << largest << " bytes";
-  EXPECT_EQ(locks.load(), 0u);
-  std::printf("warm after %d windows; ", window);
   printSmall("chunk", chunks);
   Radio_stop(base);
   vtrx_release(added);
