@@ -108,7 +108,7 @@ TEST(straightKeyTest, isMovedWhileItSendsCONCURRENT) {
       key.release();
     }
   };
-  std::thread first(moves), second(moves);
+  std::jthread first(moves), second(moves);
   for (int i = 0; i < 2000; i++) {
     const cbuff out(8, 0.0);
     key.produce(out, i % 2);
