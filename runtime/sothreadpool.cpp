@@ -2,12 +2,15 @@
 #include "platform/threadClass.h"
 #include "runtime/asyncObject.h"
 #include <exception>
+#include <utility>
 
 namespace larch {
 namespace {
 
 constexpr std::size_t initialBlocks = 6;
 constexpr int spinRounds = 1000; // before a worker sleeps: keeps the wake-up short at audio block rates
+
+thread_local std::shared_ptr<asyncObject>* nextOfWorker = nullptr; // of this thread, when it is a worker
 
 template <class Queue> void drain(Queue& queue, const char* word) {
   asTask task;
@@ -45,6 +48,13 @@ void sothreadpool::post(const std::shared_ptr<asyncObject>& self) {
   wakeUp_.signal();
 }
 
+void sothreadpool::postAgain(const std::shared_ptr<asyncObject>& self) {
+  if (nextOfWorker && !*nextOfWorker && wakeUp_.availableApprox() == 0)
+    *nextOfWorker = self;
+  else
+    post(self);
+}
+
 void sothreadpool::waitForWork(workerScheduling& scheduling) {
   for (int i = 0; i < spinRounds; i++) {
     if (wakeUp_.tryWait()) return;
@@ -78,14 +88,19 @@ bool sothreadpool::turn() {
 void sothreadpool::worker() {
   workerScheduling scheduling;
   if (const int refused = scheduling.raise()) logError("sothreadPool::worker() setmm priority failed {}", refused);
+  std::shared_ptr<asyncObject> next; // a group that this worker goes on with
+  nextOfWorker = &next;
   while (!stop_) {
-    waitForWork(scheduling);
-    std::shared_ptr<asyncObject> self; // dropped at the end of the turn: the object may die here
-    while (!stop_ && !runQueue_.try_dequeue(self)) {
-    } // the semaphore promises an entry
+    std::shared_ptr<asyncObject> self = std::exchange(next, nullptr); // dropped at the end of the turn: the object may die here
+    if (!self) {
+      waitForWork(scheduling);
+      while (!stop_ && !runQueue_.try_dequeue(self)) {
+      } // the semaphore promises an entry
+    }
     if (self) runEntry(self);
     scheduling.betweenTurns();
   }
+  nextOfWorker = nullptr;
 }
 
 void sothreadpool::getUpdates() { drain(updates_, "getUpdates"); }

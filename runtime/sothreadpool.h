@@ -30,6 +30,9 @@ class sothreadpool {
   // Any thread: puts an object, whose group has work, at the back of the run queue. Refused: "failed to queue task" is logged,
   // and the group stays silent from then on.
   void post(const std::shared_ptr<asyncObject>& self);
+  // The same at the end of a group's turn that has left work. With nothing else in the run queue its back is its front: the
+  // worker that made the turn goes on with the next one, and nobody is woken.
+  void postAgain(const std::shared_ptr<asyncObject>& self);
   bool queueUpdate(asTask task) { return updates_.push(std::move(task)); }
   bool queueRender(asTask task) { return renders_.push(std::move(task)); }
 

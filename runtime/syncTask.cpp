@@ -61,7 +61,7 @@ void syncTask::processSeqQueue(const std::shared_ptr<asyncObject>& self) {
   tryProcess();
   scheduled_.exchange(0);
   // A poster may slip in here. Whoever reads 0 from the exchange posts, so that one post at the most is pending.
-  if (!processQueue_.empty() || !setRing_.empty()) wake(self);
+  if ((!processQueue_.empty() || !setRing_.empty()) && scheduled_.exchange(1) == 0) pool_->postAgain(self);
 }
 
 } // namespace larch

@@ -1,7 +1,9 @@
 #include "runtime/sothreadpool.h"
 #include "tests/runtime/testGroup.h"
 #include <gtest/gtest.h>
+#include <atomic>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 using namespace larch;
@@ -75,6 +77,34 @@ TEST_F(sothreadpoolTest, unboundEchoIsALoggedExceptionOfThePoll) {
   object->queueUpdate([this] { seen.push_back(3); });
   g.pool->getUpdates();
   EXPECT_EQ(seen, (std::vector<int>{3}));
+}
+
+// A worker goes on by itself with a group that has work left.
+TEST(sothreadpoolWorkerTest, aLoneWorkerFinishesEveryGroupInItsOrder) {
+  static auto* pool = new sothreadpool(1);
+  constexpr int groups = 3, tasks = 300;
+  std::shared_ptr<asyncObject> objects[groups];
+  for (auto& each : objects) each = keptByCore(std::make_shared<asyncObject>(std::make_shared<syncTask>(pool)));
+  std::atomic<bool> posted{false};
+  std::atomic<int> done{0};
+  std::vector<int> order[groups]; // the worker's, until all is done
+  objects[0]->queueSeqProcess(seqTask(
+      [&] {
+        while (!posted) std::this_thread::yield();
+      },
+      "test"));
+  for (int i = 0; i < tasks; i++)
+    for (int k = 0; k < groups; k++)
+      objects[k]->queueSeqProcess(seqTask(
+          [&order, &done, i, k] {
+            order[k].push_back(i);
+            done++;
+          },
+          "test"));
+  posted = true;
+  while (done < groups * tasks) std::this_thread::yield();
+  for (const auto& each : order)
+    for (int i = 0; i < tasks; i++) ASSERT_EQ(each[static_cast<size_t>(i)], i);
 }
 
 TEST_F(sothreadpoolTest, objectMayDieOnThePollingThread) {
