@@ -70,6 +70,7 @@ class rioTransport {
   static constexpr uint32_t slack = 20;
   static constexpr int smallestBatch = 8;
   static constexpr int64_t coalesceTime_ns = 1'000'000;
+  static constexpr int64_t slotWait_ns = 250'000; // with all slots out (protocol2)
   static constexpr double coalesceFrom = 4.0; // datagrams a millisecond
 
   bool unconnected() const { return shape_ == transportShape::protocol2; }

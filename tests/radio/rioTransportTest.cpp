@@ -172,6 +172,34 @@ TEST(rioTransportTest, withAllSlotsOutNothingComesUntilOneIsReleased) {
   EXPECT_EQ(numberOf(p.transport.receiveData(last)), 4u);
 }
 
+// A fast stream would fill the socket's buffer while its reader sleeps.
+TEST(rioTransportTest, aReaderWithAllSlotsOutLooksAgainSoon) {
+  pair p(transportShape::protocol2, 2);
+  for (uint32_t i = 0; i < 3; i++) p.fromRadio(numbered(i, 1444));
+  const int first = p.next(), second = p.next();
+  ASSERT_GE(std::min(first, second), 0);
+  std::vector<clock_::duration> waits;
+  for (int i = 0; i < 20; i++) {
+    const auto start = clock_::now();
+    EXPECT_EQ(p.transport.waitReceive(1), -1);
+    waits.push_back(clock_::now() - start);
+  }
+  EXPECT_LT(*std::min_element(waits.begin(), waits.end()), 5ms);
+  EXPECT_GE(*std::min_element(waits.begin(), waits.end()), 250us) << "and doesn't spin";
+  p.transport.releaseReceive(first);
+  EXPECT_EQ(numberOf(p.transport.receiveData(p.next())), 2u);
+}
+
+TEST(rioTransportTest, everySlotKnowsTheLengthOfItsDatagram) {
+  for (const transportShape shape : {transportShape::protocol1, transportShape::protocol2}) {
+    pair p(shape, 8);
+    const std::size_t lengths[] = {4, 1444, 0, 1032, 2000, 3000};
+    for (const std::size_t length : lengths) p.fromRadio(bytes(length, 1));
+    for (const std::size_t length : lengths)
+      EXPECT_EQ(p.transport.receiveLength(p.next(8)), std::min<std::size_t>(length, p.transport.slotSize()));
+  }
+}
+
 TEST(rioTransportTest, aReleaseOfASlotThatIsNotOutIsLoggedAndChangesNothing) {
   for (auto shape : {transportShape::protocol1, transportShape::protocol2}) {
     logCapture log;
