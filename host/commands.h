@@ -1,5 +1,6 @@
 // The sub-commands: each returns the program's exit status and prints what a person needs.
 #pragma once
+#include "host/slotFormat.h"
 #include "host/station.h"
 #include "host/voiceModes.h"
 #include <optional>
@@ -97,12 +98,29 @@ struct hellOptions {
   bool noAmplifier = false;
 };
 
+struct slotOptions {
+  listenOptions receive; // with no further receivers; no mode
+  slotWishes slots;
+  std::string folder = ".";
+  std::string decoder; // shell command, {} is the file
+  int decoders = 2;    // at once
+  double decoderLimit_s = 60;
+  int32_t files = 0; // to end after; 0: no end
+  bool transmit = false;
+  std::string send; // file of tones, for the next slot
+  int32_t tone_Hz = 1500;
+  int32_t drive = 0;
+  int32_t timeout_s = 180;
+  bool noAmplifier = false;
+};
+
 int listenCommand(const listenOptions& options);
 int talkCommand(const talkOptions& options);
 int cwCommand(const cwOptions& options);
 int pskCommand(const pskOptions& options);
 int rttyCommand(const rttyOptions& options);
 int hellCommand(const hellOptions& options);
+int slotsCommand(const slotOptions& options);
 int radiosCommand(const std::string& address, int wait_ms);
 int devicesCommand();
 int doctorCommand(const std::string& address);

@@ -132,14 +132,18 @@ CLI::App* addCw(CLI::App& app, cwOptions& o) {
   return cw;
 }
 
-template <class textOptions> void addSendingOptions(CLI::App& command, textOptions& o) {
+template <class transmitOptions> void addTransmitOptions(CLI::App& command, transmitOptions& o) {
   command.add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
-  command.add_option("--text", o.text, "send this at once; without a terminal the end of the text is the end");
   command.add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
   command.add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
       ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
       ->capture_default_str();
   command.add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
+}
+
+template <class textOptions> void addSendingOptions(CLI::App& command, textOptions& o) {
+  command.add_option("--text", o.text, "send this at once; without a terminal the end of the text is the end");
+  addTransmitOptions(command, o);
 }
 
 CLI::App* addPsk(CLI::App& app, pskOptions& o) {
@@ -183,6 +187,35 @@ CLI::App* addHell(CLI::App& app, hellOptions& o) {
       ->capture_default_str();
   addSendingOptions(*hell, o);
   return hell;
+}
+
+CLI::App* addSlots(CLI::App& app, slotOptions& o) {
+  CLI::App* slots = app.add_subcommand("slots", "timed-slot modes: a file for each slot, for a decoder, and tones to send");
+  addReceiveOptions(*slots, o.receive);
+  slots->add_option("--filter", o.receive.filter, "passband LOW:HIGH in Hz above the frequency; 100:5000, with c2 1350:1650");
+  slots->add_option("--slot-mode", o.slots.mode, "settings of " + slotModeNames());
+  slots->add_option("--period", o.slots.period_ms,
+                    "length of a slot in ms, counted from the top of the hour; 15000 if not given");
+  slots->add_option("--record", o.slots.recorded_ms, "ms of a slot that are recorded, the rest of its file is zeros");
+  slots->add_option("--save", o.slots.save, "wav, 12 kHz, or c2, 375 Hz of I and Q around 1500 Hz")->capture_default_str();
+  slots->add_option("--dir", o.folder, "folder of the files, made if it isn't there")->capture_default_str();
+  slots->add_option("--decoder", o.decoder, "shell command that gets each file, for {}, and prints what it reads")
+      ->type_name("COMMAND");
+  slots->add_option("--decoders", o.decoders, "decoders at work at once")->check(CLI::Range(1, 16))->capture_default_str();
+  slots->add_option("--decoder-limit", o.decoderLimit_s, "seconds after which a decoder is ended")
+      ->check(CLI::Range(0.1, 3600.0))
+      ->capture_default_str();
+  slots->add_option("--slots", o.files, "end after so many files and their decoders")->check(CLI::Range(1, 1000000));
+  slots->add_option("--send", o.send, "file of tone numbers, sent in the next slot")->type_name("FILE");
+  slots->add_option("--tone", o.tone_Hz, "where tone 0 is sent, Hz above the frequency")
+      ->check(CLI::Range(50, 5500))
+      ->capture_default_str();
+  slots->add_option("--symbol", o.slots.samplesPerSymbol, "length of a tone in samples at 48 kHz; 7680 if not given")
+      ->check(CLI::Range(1, 10000000));
+  slots->add_option("--spacing", o.slots.toneSpacing_Hz, "Hz from one tone to the next; 6.25 if not given")
+      ->check(CLI::Range(0.0, 5000.0));
+  addTransmitOptions(*slots, o);
+  return slots;
 }
 
 // CLI's own checks of ranges let NaN through.
@@ -231,6 +264,9 @@ int main(int argc, char** argv) {
   CLI::App* rtty = addRtty(app, rttyWith);
   hellOptions hellWith;
   CLI::App* hell = addHell(app, hellWith);
+  slotOptions slotsWith;
+  slotsWith.receive.zoom = narrowZoom;
+  CLI::App* slots = addSlots(app, slotsWith);
   std::string address;
   int wait_ms = 1000;
   bool boards = false;
@@ -241,7 +277,7 @@ int main(int argc, char** argv) {
   CLI::App* devices = app.add_subcommand("devices", "list sound devices");
   CLI::App* doctor = app.add_subcommand("doctor", "check what a station needs");
   doctor->add_option("--radio", address, "ask this address only");
-  for (CLI::App* command : {listen, talk, cw, psk, rtty, hell, radios, devices, doctor}) command->fallthrough();
+  for (CLI::App* command : {listen, talk, cw, psk, rtty, hell, slots, radios, devices, doctor}) command->fallthrough();
   for (CLI::App* command : app.get_subcommands({})) refuseStrangeNumbers(*command);
   try {
     app.parse(argc, argv);
@@ -259,6 +295,7 @@ int main(int argc, char** argv) {
     if (psk->parsed()) return pskCommand(pskWith);
     if (rtty->parsed()) return rttyCommand(rttyWith);
     if (hell->parsed()) return hellCommand(hellWith);
+    if (slots->parsed()) return slotsCommand(slotsWith);
     return talk->parsed() ? talkCommand(talkWith) : listenCommand(listenWith);
   } catch (const std::exception& e) {
     return printError(e.what()), failure;

@@ -8,7 +8,7 @@ namespace larchhost {
 namespace {
 
 constexpr int32_t noAudio = -1, slowestRate = 48000;
-constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000}, stopTime{100};
+constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000}, stopTime{100}, withdrawal{100};
 
 asyncObject* base(void* handle) { return static_cast<asyncObject*>(handle); }
 Radio* asRadio(HpsdrRadio* handle) { return reinterpret_cast<Radio*>(handle); }
@@ -102,10 +102,16 @@ void station::poll() {
 bool station::endTransmission() {
   if (!transmitter_) return true;
   transmitter_->guard().end();
+  if (transmitter_->withdraw()) pollFor(withdrawal);
   for (poll(); !transmitter_->guard().settled(); poll()) std::this_thread::sleep_for(pollPause);
   if (!transmitter_->guard().stuck()) return true;
   Radio_setptt(asRadio(radio_), false); // the next word to the radio says so, whatever has become of the fall
   return false;
+}
+
+void station::pollFor(std::chrono::milliseconds time) {
+  for (const auto end = std::chrono::steady_clock::now() + time; std::chrono::steady_clock::now() < end; poll())
+    std::this_thread::sleep_for(pollPause);
 }
 
 void station::adopt(vtrx* handle) {

@@ -6,6 +6,7 @@
 #include "host/transmitter.h"
 #include "runtime/larchlib.h"
 #include <array>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <span>
@@ -95,6 +96,7 @@ class station {
 
  private:
   template <size_t n> void bindReceiver(vtrx* handle);
+  void pollFor(std::chrono::milliseconds time);
   void takeSignal(receiver& r, double level);
   void takeFrame(receiver& r, floatArray* frame, double low, double high);
   void adopt(vtrx* handle); // the next receiver that waits for its handle

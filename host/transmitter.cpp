@@ -2,6 +2,7 @@
 #include "host/signals.h"
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace larchhost {
 namespace {
@@ -55,11 +56,7 @@ void transmitter::prepare(HpsdrRadio* radio) {
 void transmitter::attach(vtrx* handle) {
   handle_ = handle;
   vtrx_bindptt(handle, [](bool on) {
-    if (!only) return;
-    // VOX has set it, or a mode's own key. What a mode reports while the guard keys for it may have been overtaken by a command
-    // since: the next command settles it.
-    if (!only->guard_.byMode()) only->commandedKey_ = on;
-    only->guard_.reportVox(on);
+    if (only) only->takePtt(on);
   });
   vtrx_bindmicLevel(handle, [](double level) {
     if (only) only->meters_.micLevel = level;
@@ -70,6 +67,17 @@ void transmitter::attach(vtrx* handle) {
   vtrx_setVoxHold(handle, settings_.voxHold_s);
   vtrx_setDelayAudio(handle, settings_.delay);
   vtrx_setdrive(handle, settings_.drive);
+}
+
+// VOX has set it, or a mode's own key. What a mode reports while the guard keys for it may have been overtaken by a command
+// since: the next command settles it.
+void transmitter::takePtt(bool on) {
+  if (!guard_.byMode()) commandedKey_ = on;
+  if (on && expecting() && !guard_.keyed()) {
+    withdraw_ = nullptr;
+    guard_.pressForMode(); // refused: the next update lifts the key
+  }
+  guard_.reportVox(on);
 }
 
 void transmitter::takeRadioPtt(bool on) {
@@ -97,6 +105,14 @@ void transmitter::toggleTune() {
     guard_.release();
   else if (guard_.press())
     tuned_ = guard_.transmissions();
+}
+
+void transmitter::expect(std::function<void()> withdraw) { withdraw_ = std::move(withdraw); }
+
+bool transmitter::withdraw() {
+  if (!expecting()) return false;
+  std::exchange(withdraw_, nullptr)();
+  return true;
 }
 
 bool transmitter::tuning() const { return guard_.byHand() && tuned_ == guard_.transmissions(); }

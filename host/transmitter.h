@@ -4,6 +4,7 @@
 #include "host/transmitGuard.h"
 #include "runtime/larchlib.h"
 #include <cstdint>
+#include <functional>
 
 namespace larchhost {
 
@@ -53,6 +54,13 @@ class transmitter {
   void setDelay(bool on);
   void setDrive(int32_t drive);
 
+  // A mode that keys by itself, at a time of its own: from `expect` on its key, once, is taken for a press. `withdraw` takes away
+  // what it would key for; called when the station ends before that.
+  void expect(std::function<void()> withdraw);
+  bool expecting() const { return withdraw_ != nullptr; }
+  // The station's, at its end. True: the mode may have keyed just now, and says so within the next polls.
+  bool withdraw();
+
   bool tuning() const;
   bool delay() const { return settings_.delay; }
   const transmitSettings& settings() const { return settings_; }
@@ -60,6 +68,7 @@ class transmitter {
 
  private:
   void takeRadioPtt(bool on);
+  void takePtt(bool on);
 
   static transmitter* only;
   transmitSettings settings_;
@@ -67,7 +76,8 @@ class transmitter {
   transmitMeters meters_;
   HpsdrRadio* radio_ = nullptr;
   vtrx* handle_ = nullptr;
-  uint32_t tuned_ = 0; // the transmission that is a carrier
+  uint32_t tuned_ = 0;             // the transmission that is a carrier
+  std::function<void()> withdraw_; // set while a mode is expected to key
   bool commandedKey_ = false, commandedVox_ = false, commandedTune_ = false;
 };
 
