@@ -1,8 +1,10 @@
-// Error rate of PSK over channels, its squelch, and what it makes of noise alone: pskChannelStudy [seeds a point]. A line a
-// value: mode, channel, dB of a symbol to the noise in one hertz, percent. bench/errorCurves turns them into tables and pictures.
-#include "bench/pskChannel.h"
+// Error rate of PSK over channels, its squelch, and what it makes of noise alone: pskChannelStudy [seeds a point [squelch]]. A
+// line a value: mode, channel, dB of a symbol to the noise in one hertz, percent. bench/errorCurves turns them into tables and
+// pictures.
+#include "tests/modes/pskChannel.h"
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 
 using namespace larch;
 using namespace larch::study;
@@ -59,7 +61,7 @@ void print(const pskVariant& v, const char* what, double at, double value) {
 void printSquelch(const pskVariant& v, double perSymbol_dB, uint64_t rounds) {
   constexpr double never = 1e9;
   constexpr size_t idling = 400, silence = 1200; // symbols
-  constexpr int32_t look = 64;                   // samples
+  constexpr int32_t look = pskBlock;             // as the modem does: an acquisition is counted in blocks
   std::vector<double> opened, closed;
   for (uint64_t round = 1; round <= rounds; round++) {
     sim::randomSource random(round);
@@ -138,7 +140,8 @@ void printReach(const pskVariant& v, double direction) {
 int main(int argc, char** argv) {
   const auto seeds = static_cast<uint64_t>(std::max(argc > 1 ? std::atoi(argv[1]) : 16, 1));
   const uint64_t rounds = (seeds + together - 1) / together;
-  for (const condition& what : conditions)
+  const bool squelchOnly = argc > 2;
+  for (const condition& what : squelchOnly ? std::span<const condition>() : std::span(conditions))
     for (const pskVariant& v : pskVariants)
       for (const double level : what.perSymbol_dB) print(v, what.name, level, errors_percent(v, what, level, rounds));
   for (const pskVariant& v : pskVariants) {

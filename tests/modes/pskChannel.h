@@ -1,7 +1,7 @@
 // PSK signals over a channel, as audio at 8000 samples per second, and the detectors that read them.
 #pragma once
-#include "bench/fadingPaths.h"
-#include "bench/studyText.h"
+#include "tests/modes/fadingPaths.h"
+#include "tests/modes/studyText.h"
 #include "modes/pskBank.h"
 #include "sim/pskCode.h"
 #include <algorithm>
