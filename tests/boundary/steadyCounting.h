@@ -1,7 +1,6 @@
 // malloc and pthread_mutex_lock of the library's own threads, counted while a board streams: for one file of a program only.
 #pragma once
-#include "sim/protocol1Radio.h"
-#include "tests/boundary/testHost.h"
+#include "tests/boundary/boardStream.h"
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
@@ -77,23 +76,6 @@ void startCounting() {
   large = largest = locks = 0;
   counting = true;
 }
-// Lets so many datagrams of the board come, at 48 kHz each pays for one, as fast as the library answers; a few answers may be on
-// their way. False: they stayed away.
-bool stream(larch::sim::protocol1Radio& board, uint64_t datagrams) {
-  constexpr uint64_t batch = 16, onTheirWay = 24;
-  const uint64_t answered = board.report().dataReceived;
-  for (uint64_t sent = batch; sent <= datagrams; sent += batch) {
-    board.emit(batch);
-    if (!testHost::pollUntil([&] {
-          board.poll();
-          getRenderUpdates();
-          return board.report().dataReceived + onTheirWay >= answered + sent;
-        }))
-      return false;
-  }
-  return true;
-}
-
 constexpr uint64_t windowDatagrams = 48000 / 126 / 16 * 16; // about a second
 
 // A worker's first post to a queue takes a ring and its first transform a table, and which worker does what is chance: the path
