@@ -6,14 +6,15 @@
 #include "host/transmitText.h"
 #include <algorithm>
 #include <fmt/format.h>
+#include <utility>
 
 namespace larchhost {
 namespace {
 
 constexpr int32_t widthStep = 50, narrowest = 200, widest = 1000; // Hz
 constexpr double toneWidth = 40;                                  // Hz in which a tone's level is looked for
-constexpr double smoothing = 0.4;
-constexpr std::chrono::milliseconds measurePause{100}, holdBack{250}, linePause{2000};
+constexpr double smoothing = 0.4, least_dB = 1;
+constexpr std::chrono::milliseconds measurePause{100}, holdBack{300}, linePause{2000};
 constexpr size_t lineLength = 60, textRows = 6;
 
 } // namespace
@@ -41,7 +42,8 @@ void rttySession::polled() {
 }
 
 void rttySession::ended() {
-  for (const heardByte& h : held_) tell(h.byte);
+  for (const heardByte& h : held_)
+    if (open()) tell(h.byte);
   while (const auto line = received_.takeLine(clock::now()))
     if (!raw_) printReceived(*line);
   if (const std::string line = received_.takeRest(); !line.empty() && !raw_) printReceived(line);
@@ -51,14 +53,15 @@ void rttySession::printReceived(const std::string& line) const {
   printLine(stdout, fmt::format("{} RTTY {}", frequencyText(markFrequency()), shownText(line, true)));
 }
 
-// A strong signal that ends is forgotten as fast as a weak one.
+// Both tones: a receiver makes letters of a steady one as it does of noise. A strong signal that ends is forgotten as fast as a
+// weak one.
 void rttySession::measure() {
   if (clock::now() - measured_ < measurePause) return;
   measured_ = clock::now();
   const auto mark = static_cast<double>(markFrequency());
   const double tone = std::max(levelAt(mark, toneWidth), levelAt(mark + rttyMode::shift, toneWidth));
-  const double over = noiseLevel() > noData_dBm ? tone - noiseLevel() : 0;
-  clearance_dB_ += smoothing * (std::min(over, 2 * std::max(squelch_dB_, 1.0)) - clearance_dB_);
+  const double over = noiseLevel() > noData_dBm ? std::max(tone - noiseLevel(), 0.0) : 0;
+  clearance_dB_ += smoothing * (std::min(over, 1.5 * std::max(squelch_dB_, least_dB)) - clearance_dB_);
 }
 
 void rttySession::takeTexts() {
@@ -66,15 +69,12 @@ void rttySession::takeTexts() {
   takeReceived();
 }
 
-// The receiver reads the noise as well: what it makes of that isn't told, nor what it made of a signal's end.
+// The receiver reads the noise as well: what it makes of that isn't told. The measurement is late, and so is the telling.
 void rttySession::takeReceived() {
-  for (const char c : mode_.takeReceived())
-    if (open()) held_.push_back({c, clock::now()});
-  if (!open() && !held_.empty()) {
-    held_.clear();
-    received_.add("\n", clock::now());
-  }
-  for (; !held_.empty() && clock::now() - held_.front().at >= holdBack; held_.pop_front()) tell(held_.front().byte);
+  for (const char c : mode_.takeReceived()) held_.push_back({c, clock::now()});
+  for (; !held_.empty() && clock::now() - held_.front().at >= holdBack; held_.pop_front())
+    if (open()) tell(held_.front().byte);
+  if (std::exchange(wasOpen_, open()) && !open()) received_.add("\n", clock::now());
 }
 
 void rttySession::tell(char byte) {

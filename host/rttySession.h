@@ -43,8 +43,9 @@ class rttySession : public textSession {
   const double squelch_dB_;
   const bool raw_;
   double clearance_dB_ = 0; // of the stronger tone over the noise, smoothed
+  bool wasOpen_ = false;
   clock::time_point measured_;
-  std::deque<heardByte> held_; // until it shows whether the signal went on
+  std::deque<heardByte> held_; // until the measurement has come to it
   receivedText received_;
 };
 
