@@ -3,8 +3,8 @@
 //   larch-exit-child HOW LOG LOGMODE [RADIO]
 //
 // HOW: return, exit, thread (exit from a second thread while the first one polls), callback (exit inside a poll), quit (exit
-// without ever having polled), wait (until a signal ends it). RADIO: address of a Protocol 1 radio, which then streams into a
-// transceiver with sound devices; without one a transceiver runs by itself.
+// without ever having polled), wait (until a signal ends it). RADIO: address of a Protocol 1 radio, or of a Protocol 2 radio
+// behind "2:", which then streams into a transceiver with sound devices; without one a transceiver runs by itself.
 #include "tests/boundary/testHost.h"
 #include <atomic>
 #include <cstdio>
@@ -15,7 +15,7 @@ using namespace testHost;
 namespace {
 
 struct {
-  HpsdrRadio* radio = nullptr;
+  Radio* radio = nullptr;
   vtrx* transceiver = nullptr;
   ssbModDemod* mode = nullptr;
   Wireless* sound = nullptr;
@@ -49,9 +49,16 @@ void receive(vtrx* h) {
 }
 
 void openRadio(const char* address) {
-  kept.radio = HpsdrRadio_create();
-  auto* radio = reinterpret_cast<Radio*>(kept.radio);
-  HpsdrRadio_setipAddress(kept.radio, address);
+  if (std::strncmp(address, "2:", 2) == 0) {
+    HpsdrNpRadio* radio = HpsdrNpRadio_create();
+    HpsdrNpRadio_setipAddress(radio, address + 2);
+    kept.radio = reinterpret_cast<Radio*>(radio);
+  } else {
+    HpsdrRadio* radio = HpsdrRadio_create();
+    HpsdrRadio_setipAddress(radio, address);
+    kept.radio = reinterpret_cast<Radio*>(radio);
+  }
+  Radio* radio = kept.radio;
   Radio_setSampleRate(radio, 192000);
   Radio_bindvtrxAdded(radio, [](vtrx* h, int32_t, int32_t) { receive(h); });
   Radio_addVtrx(radio, 7100000, 0);

@@ -1,6 +1,7 @@
 // The process may end at any moment: with objects alive, a running radio and open sound streams.
 #include "sim/bandScene.h"
 #include "sim/protocol1Radio.h"
+#include "sim/protocol2Radio.h"
 #include "tests/boundary/childProcess.h"
 #include "tests/boundary/testHost.h"
 #include <algorithm>
@@ -55,6 +56,18 @@ TEST_P(exitTest, endsWithARunningRadioAndOpenStreams) {
     EXPECT_EQ(endOf(GetParam().first, GetParam().second, radio->address()), "") << "end " << i;
   }
   EXPECT_GE(radio->report().starts, static_cast<uint64_t>(ends()));
+}
+
+TEST_P(exitTest, endsWithARunningRadioOfTheOtherProtocol) {
+  auto scene = std::make_shared<larch::sim::bandScene>();
+  scene->addCarrier(7101000, -20);
+  const auto radio = larch::sim::protocol2Radio::onFreeLoopback({}, scene);
+  radio->run();
+  const int count = (ends() + 3) / 4;
+  for (int i = 0; i < count; i++) {
+    EXPECT_EQ(endOf(GetParam().first, GetParam().second, "2:" + radio->address()), "") << "end " << i;
+  }
+  EXPECT_GE(radio->report().takeovers + radio->report().starts, static_cast<uint64_t>(count));
 }
 
 TEST_P(exitTest, endsWithATransceiverWithoutARadio) {
