@@ -1,7 +1,11 @@
 // Noise reduction in whole transceivers, mode by mode: a constant delay, the strength, and what wide FM makes of it.
+#include "modes/JTModDemod.h"
+#include "modes/PskModDemod.h"
+#include "modes/RTTYModDemod.h"
 #include "modes/amModDemod.h"
 #include "modes/cwModDemod.h"
 #include "modes/fmModDemod.h"
+#include "modes/hellschreiberModDemod.h"
 #include "modes/ssbModDemod.h"
 #include "sim/randomSource.h"
 #include "tests/transceiver/chainTesting.h"
@@ -132,6 +136,25 @@ TYPED_TEST(noiseModesTest, changedStrengthCountsFromTheNextBlock) {
   const auto changing = this->run(80, [](int k) { return k % 5 < 2 ? 100.0 : 0.0; }).out;
   ASSERT_NE(none, all);
   for (size_t i = settled; i < changing.size(); i++) ASSERT_NEAR(changing[i], (i / block % 5 < 2 ? all : none)[i], 1e-6) << i;
+}
+
+// The others that give audio hand on what is on the channel.
+template <class Mode> class noiseTextModesTest : public testing::Test {};
+using textModes = testing::Types<PskModDemod, RTTYModDemod, hellschreiberModDemod, JTModDemod>;
+TYPED_TEST_SUITE(noiseTextModesTest, textModes);
+
+TYPED_TEST(noiseTextModesTest, audioIsDelayedAsInSpeechAndReduced) {
+  const auto none = receiver<TypeParam>().run(60, [](int) { return 0.0; });
+  ASSERT_EQ(none.out.size(), 60 * block);
+  ASSERT_GT(power(none.spoken, settled), 1e-9) << "there is something to hear";
+  for (size_t i = settled; i < none.out.size(); i++)
+    ASSERT_NEAR(none.out[i], postGain * none.spoken[i - noiseReducer::delay()], 1e-6) << i;
+  const auto all = receiver<TypeParam>().run(60, [](int) { return 100.0; });
+  ASSERT_EQ(all.spoken, none.spoken);
+  double differ = 0;
+  for (size_t i = settled; i < none.out.size(); i++)
+    differ = std::max(differ, std::fabs(static_cast<double>(none.out[i]) - all.out[i]));
+  EXPECT_GT(differ, 0.1 * std::sqrt(power(none.out, settled))) << "the network does something";
 }
 
 // 64 samples go past the network: eight blocks later, and one of nine is lost.
