@@ -48,9 +48,12 @@ TEST_F(fmModDemodTest, wideBlocksOf64GoThroughTheFilterOf512AmongWhatIsOld) {
 }
 
 TEST_F(fmModDemodTest, blockLengthFollowsTheDeviation) {
+  EXPECT_EQ(fm->sampleRate(), 384000) << "as it is made";
   fm->deviation.set(11999.0);
+  EXPECT_EQ(fm->sampleRate(), 48000);
   EXPECT_EQ(hear(cbuff(512, 1.0)).size(), 512u);
   fm->deviation.set(12000.0);
+  EXPECT_EQ(fm->sampleRate(), 384000);
   EXPECT_EQ(hear(cbuff(512, 1.0)).size(), 64u);
   EXPECT_EQ(hear({}).size(), 0u);
 }
