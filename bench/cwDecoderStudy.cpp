@@ -7,6 +7,7 @@
 #include "runtime/sothreadpool.h"
 #include "sim/morseCode.h"
 #include "sim/randomSource.h"
+#include "tests/modes/studyText.h"
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -135,21 +136,6 @@ class receiver {
   uint64_t blocks_ = 0;
 };
 
-size_t editDistance(const std::string& a, const std::string& b) {
-  std::vector<size_t> row(b.size() + 1);
-  for (size_t j = 0; j < row.size(); j++) row[j] = j;
-  for (size_t i = 1; i <= a.size(); i++) {
-    size_t diagonal = row[0];
-    row[0] = i;
-    for (size_t j = 1; j < row.size(); j++) {
-      const size_t above = row[j];
-      row[j] = std::min({above + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
-      diagonal = above;
-    }
-  }
-  return row.back();
-}
-
 std::string trimmed(const std::string& text) {
   const size_t first = text.find_first_not_of(' ');
   return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') - first + 1);
@@ -174,7 +160,7 @@ size_t errorsOf(const channel& c, uint64_t seed, size_t& sent) {
   r.hear(measured);
   r.hear(r.now_s() + gapOfAWord_s, silence);
   sent += measured.text.size();
-  return editDistance(measured.text, trimmed(r.text));
+  return study::editDistance(measured.text, trimmed(r.text));
 }
 
 void printRate(const channel& c, int seeds) {

@@ -6,6 +6,7 @@
 #include "modes/rttyKeyer.h"
 #include "modes/baudot.h"
 #include "sim/randomSource.h"
+#include "tests/modes/studyText.h"
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -108,21 +109,6 @@ class receiver {
   double phase_ = 0, end_ = 0, sent_ = 0;
 };
 
-size_t editDistance(const std::string& a, const std::string& b) {
-  std::vector<size_t> row(b.size() + 1);
-  for (size_t j = 0; j < row.size(); j++) row[j] = j;
-  for (size_t i = 1; i <= a.size(); i++) {
-    size_t diagonal = row[0];
-    row[0] = i;
-    for (size_t j = 1; j < row.size(); j++) {
-      const size_t above = row[j];
-      row[j] = std::min({above + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
-      diagonal = above;
-    }
-  }
-  return row.back();
-}
-
 // The text lies between idle line at both ends, of which a right receiver writes nothing.
 size_t errorsOf(const channel& c, uint64_t seed, size_t& sent) {
   sim::randomSource random(seed);
@@ -134,7 +120,7 @@ size_t errorsOf(const channel& c, uint64_t seed, size_t& sent) {
   for (const int code : codesOf(text)) r.frame(code);
   for (int n = 0; n < 3; n++) r.frame(31); // through the filter and to the end of a period
   sent += text.size();
-  return editDistance(text, r.text);
+  return study::editDistance(text, r.text);
 }
 
 void printRate(const channel& c, int seeds) {
