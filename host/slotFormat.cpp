@@ -27,7 +27,8 @@ constexpr int32_t chunk_ms = 100; // and some: a capture has to be over when the
 constexpr int64_t sampleRate = 48000;
 constexpr int32_t valuesForMs = 12; // of a WAV file
 constexpr int64_t wavHeader = 44, wavValue = 2, c2Header = 26, c2Value = 4;
-constexpr filterEdges wholeBand{100, 5000}, wsprBand{1350, 1650};         // Hz
+// Hz. wsprd looks for the noise within 150 Hz around 1500: the filter is flat there, and nothing folds into it.
+constexpr filterEdges wholeBand{100, 5000}, wsprBand{1315, 1685};
 constexpr int32_t besideTones = 200, lowestTone = 50, highestTone = 5500; // Hz
 constexpr int32_t fewestValues = 36000, noLateStart_ms = 60000;           // below which the library sends at any time
 constexpr size_t mostTones = 10000, mostText = 1 << 20, oneEach = 4;
@@ -83,12 +84,11 @@ std::string toneLines(const std::string& text) {
 
 } // namespace
 
-int32_t slotFormat::samplesPerBlock() const { return c2 ? period_ms * 3 / 4 : period_ms * valuesForMs; }
+int32_t slotFormat::samplesPerBlock() const { return valuesIn(period_ms); }
+int32_t slotFormat::endPadding() const { return samplesPerBlock() - valuesIn(recorded_ms); }
 
-int32_t slotFormat::endPadding() const {
-  const int32_t recorded = c2 ? recorded_ms * 3 / 8 * 2 : recorded_ms * valuesForMs; // I and Q stay together
-  return samplesPerBlock() - recorded;
-}
+// I and Q stay together.
+int32_t slotFormat::valuesIn(int32_t time_ms) const { return c2 ? time_ms * 3 / 8 * 2 : time_ms * valuesForMs; }
 
 int64_t slotFormat::fileSize() const {
   return c2 ? c2Header + c2Value * samplesPerBlock() : wavHeader + wavValue * samplesPerBlock();

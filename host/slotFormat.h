@@ -17,7 +17,8 @@ struct slotFormat {
   bool c2 = false;  // .c2 files of WSPR's form, else WAV
 
   int32_t decimation() const { return c2 ? 128 : 4; }
-  int32_t samplesPerBlock() const; // values in a file: the whole period
+  int32_t valuesIn(int32_t time_ms) const; // of a file
+  int32_t samplesPerBlock() const;         // values in a file: the whole period
   int32_t endPadding() const;
   int64_t fileSize() const; // bytes
   filterEdges passband() const;

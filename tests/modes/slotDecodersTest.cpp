@@ -1,0 +1,103 @@
+// Captured slots and sent messages as the decoders read them that everybody uses, from the air to the file and back.
+#include "sim/slotSource.h"
+#include "sim/transmitEcho.h"
+#include "tests/modes/slotStation.h"
+#include "tests/support/slotDecoders.h"
+#include "tests/support/testSoundCard.h"
+#include <cmath>
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+namespace larch::test {
+namespace {
+
+constexpr const char* message = "K1ABC W9XYZ EN37";
+constexpr double bandNoise = -150;   // dBFS in 1 Hz
+constexpr double stationLevel = -40; // dBFS: the simulators' noise comes to 20 dB over that of the band
+
+class slotDecodersTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string missing = missingDecoders();
+    if (missing.empty()) return;
+    if (std::getenv("LARCH_DECODERS_NEEDED"))
+      FAIL() << missing;
+    else
+      GTEST_SKIP() << missing;
+  }
+  // The name without the tag, which must be this one.
+  static std::string withoutTag(const std::string& told, const std::string& tag) {
+    EXPECT_TRUE(told.ends_with(tag)) << told;
+    return told.substr(0, told.size() - std::min(told.size(), tag.size()));
+  }
+  void play(slotStation& station, const std::string& file, double period_s) const {
+    station.scene->setNoise(bandNoise);
+    station.scene->add(
+        std::make_shared<sim::slotSource>(slotStation::dial, stationLevel, sim::readSlotFile(file, period_s), period_s));
+  }
+  static void expectSameLevel(const std::string& ours, const std::string& original, const std::string& said) {
+    const auto heard = decoderFolder::snrOf(ours, said), made = decoderFolder::snrOf(original, said);
+    ASSERT_TRUE(made) << original;
+    ASSERT_TRUE(heard) << ours;
+    EXPECT_LE(std::abs(*heard - *made), 1) << ours << original;
+  }
+
+  bool silent = useNoSoundCard();
+  decoderFolder folder;
+};
+
+TEST_F(slotDecodersTest, aWeakFt8StationIsReadFromTheCapture) {
+  const std::string original = folder.makeFt8(message, -17, "original.wav");
+  slotStation station(14.5);
+  const auto mode = station.add(folder.path(""), 100, 5000);
+  mode->samplesPerBlock.set(180000);
+  mode->endPadding.set(7200);
+  play(station, original, 15);
+  station.start();
+  const std::string file = withoutTag(station.nextFile(), "8");
+  EXPECT_EQ(file, folder.path("260621_000015.wav"));
+  expectSameLevel(folder.run("jt9 -8 " + file), folder.run("jt9 -8 original.wav"), message);
+}
+
+TEST_F(slotDecodersTest, aWeakWsprStationIsReadFromBothKindsOfFile) {
+  folder.run("wsprsim -s -24 -f 20 -o 260621_0000.c2 'K1ABC FN42 33' || true"); // its status tells nothing
+  folder.run("mv 260621_0000.c2 original.c2 && mkdir wav c2");
+  slotStation station(119.5);
+  const auto wav = station.add(folder.path("wav/"), 100, 5000), c2 = station.add(folder.path("c2/"), 1315, 1685);
+  wav->samplesPerBlock.set(114 * 12000);
+  c2->samplesPerBlock.set(2 * 45000);
+  c2->endPadding.set(2 * 6 * 375);
+  c2->Decimation.set(128);
+  c2->SaveMode.set(1);
+  for (const auto& mode : {wav, c2}) mode->period.set(120000);
+  play(station, folder.path("original.c2"), 120);
+  station.start();
+  station.nextFile();
+  station.nextFile();
+  const std::string original = folder.run("wsprd original.c2");
+  expectSameLevel(folder.run("wsprd wav/260621_0002.wav"), original, "K1ABC FN42 33");
+  expectSameLevel(folder.run("wsprd c2/260621_0002.c2"), original, "K1ABC FN42 33");
+}
+
+TEST_F(slotDecodersTest, aSentMessageIsReadWhenItComesBack) {
+  const auto tones = folder.ft8Tones("CQ K1ABC FN42");
+  ASSERT_EQ(tones.size(), 79u);
+  slotStation station(14.5);
+  const auto mode = station.add(folder.path(""), 100, 5000);
+  station.scene->setNoise(bandNoise);
+  station.board->setTransmitEcho(std::make_shared<sim::transmitEcho>(station.scene, 15, -120)); // one slot later, at -4 dB
+  station.start();
+  buff<float> array(tones.size());
+  std::copy(tones.begin(), tones.end(), array.data);
+  mode->queueMsg(array, 3);
+  withoutTag(station.nextFile(), "3");
+  const std::string heard = withoutTag(station.nextFile(), "8");
+  const std::string printed = folder.run("jt9 -8 " + heard);
+  EXPECT_TRUE(decoderFolder::snrOf(printed, "CQ K1ABC FN42")) << printed;
+  const auto sent = station.board->transmissions();
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0].last.frequency_Hz, slotStation::dial);
+}
+
+} // namespace
+} // namespace larch::test
