@@ -1,0 +1,92 @@
+// The server by itself: to whom it sends.
+#include "link/multiPskServer.h"
+#include "tests/link/linkTesting.h"
+
+namespace larch::test {
+namespace {
+
+buff<char> text(const std::string& words) {
+  buff<char> m(words.size());
+  std::copy(words.begin(), words.end(), m.data);
+  return m;
+}
+
+class multiPskServerTest : public testing::Test {
+ protected:
+  ~multiPskServerTest() override { server->close(); }
+  std::unique_ptr<linkClient> connect() {
+    const uint32_t before = here;
+    auto client = std::make_unique<linkClient>(*port, [this] { g.turns(); });
+    EXPECT_TRUE(until([&] { return here > before; }));
+    return client;
+  }
+  template <class Condition> bool until(Condition reached) {
+    const auto end = std::chrono::steady_clock::now() + linkPatience;
+    for (g.turns(); !reached() && std::chrono::steady_clock::now() < end; g.turns())
+      std::this_thread::sleep_for(std::chrono::microseconds(50));
+    return reached();
+  }
+
+  testGroup g;
+  std::shared_ptr<sample> owner = keptByCore(std::make_shared<sample>(g.group));
+  uint32_t here = 0, gone = 0; // the last client's number
+  std::shared_ptr<multiPskServer> server = std::make_shared<multiPskServer>(
+      multiPskEvents{[this](uint32_t client, bool on, const multiPskTurn&) { (on ? here : gone) = client; },
+                     [](const buff<char>&, const multiPskTurn&) {}});
+  std::optional<int32_t> port = server->open(owner, 0);
+};
+
+TEST_F(multiPskServerTest, whatIsMeantForAnotherClientGoesNowhere) {
+  connect()->close();
+  ASSERT_TRUE(until([&] { return gone == 1; }));
+  const auto client = connect();
+  ASSERT_EQ(here, 2u);
+  server->reply(1, text("late"));
+  ASSERT_TRUE(until([&] { return server->takesSamples(); }));
+  server->sendSamples(1, text("late samples"));
+  ASSERT_TRUE(until([&] { return server->takesSamples(); })) << "they have been taken away";
+  server->reply(2, text("first"));
+  EXPECT_EQ(client->receive(5), "first");
+  ASSERT_TRUE(until([&] { return server->takesSamples(); }));
+  server->sendSamples(2, text("samples"));
+  EXPECT_EQ(client->receive(7), "samples");
+}
+
+TEST_F(multiPskServerTest, samplesAreRefusedWhileNobodyIsThere) {
+  EXPECT_FALSE(server->takesSamples());
+  const auto client = connect();
+  EXPECT_TRUE(server->takesSamples());
+  client->close();
+  ASSERT_TRUE(until([&] { return gone == 1; }));
+  EXPECT_FALSE(server->takesSamples());
+}
+
+// The signal has looked before the client went, and hands its block over behind that.
+TEST_F(multiPskServerTest, samplesThatComeTooLateBlockNothing) {
+  connect()->close();
+  ASSERT_TRUE(until([&] { return gone == 1; }));
+  server->sendSamples(1, text("late samples"));
+  const auto client = connect();
+  ASSERT_TRUE(until([&] { return server->takesSamples(); }));
+  server->sendSamples(2, text("samples"));
+  EXPECT_EQ(client->receive(7), "samples");
+}
+
+TEST_F(multiPskServerTest, repliesWaitInOrder) {
+  const auto client = connect();
+  for (int i = 0; i < 10; i++) server->reply(1, text(std::to_string(i)));
+  EXPECT_EQ(client->receive(10), "0123456789");
+}
+
+TEST_F(multiPskServerTest, anOwnerThatHasGoneIsPassedOver) {
+  owner.reset();
+  linkClient client(*port);
+  EXPECT_TRUE(client.send(question() + question()));
+  client.close();
+  linkClient next(*port);
+  EXPECT_TRUE(next.connected());
+  EXPECT_EQ(here, 0u);
+}
+
+} // namespace
+} // namespace larch::test
