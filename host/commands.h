@@ -114,6 +114,12 @@ struct slotOptions {
   bool noAmplifier = false;
 };
 
+struct multipskOptions {
+  listenOptions receive; // with no further receivers; neither mode nor filter
+  int32_t port = 50001;  // TCP; 0: the system's choice
+  int32_t width_Hz = 46000;
+};
+
 int listenCommand(const listenOptions& options);
 int talkCommand(const talkOptions& options);
 int cwCommand(const cwOptions& options);
@@ -121,6 +127,7 @@ int pskCommand(const pskOptions& options);
 int rttyCommand(const rttyOptions& options);
 int hellCommand(const hellOptions& options);
 int slotsCommand(const slotOptions& options);
+int multipskCommand(const multipskOptions& options);
 int radiosCommand(const std::string& address, int wait_ms);
 int devicesCommand();
 int doctorCommand(const std::string& address);

@@ -218,6 +218,18 @@ CLI::App* addSlots(CLI::App& app, slotOptions& o) {
   return slots;
 }
 
+CLI::App* addMultipsk(CLI::App& app, multipskOptions& o) {
+  CLI::App* multipsk = app.add_subcommand("multipsk", "be the radio of the program MultiPSK, over TCP; receive only");
+  addReceiveOptions(*multipsk, o.receive);
+  multipsk->add_option("--port", o.port, "TCP port, on every address of this machine; the next free one if it is taken")
+      ->check(CLI::Range(0, 65535))
+      ->capture_default_str();
+  multipsk->add_option("--width", o.width_Hz, "Hz around the frequency that MultiPSK gets")
+      ->check(CLI::Range(500, 46000))
+      ->capture_default_str();
+  return multipsk;
+}
+
 // CLI's own checks of ranges let NaN through.
 void refuseStrangeNumbers(CLI::App& command) {
   const auto check = [](const std::string& text) {
@@ -267,6 +279,8 @@ int main(int argc, char** argv) {
   slotOptions slotsWith;
   slotsWith.receive.zoom = narrowZoom;
   CLI::App* slots = addSlots(app, slotsWith);
+  multipskOptions multipskWith;
+  CLI::App* multipsk = addMultipsk(app, multipskWith);
   std::string address;
   int wait_ms = 1000;
   bool boards = false;
@@ -277,7 +291,7 @@ int main(int argc, char** argv) {
   CLI::App* devices = app.add_subcommand("devices", "list sound devices");
   CLI::App* doctor = app.add_subcommand("doctor", "check what a station needs");
   doctor->add_option("--radio", address, "ask this address only");
-  for (CLI::App* command : {listen, talk, cw, psk, rtty, hell, slots, radios, devices, doctor}) command->fallthrough();
+  for (CLI::App* command : {listen, talk, cw, psk, rtty, hell, slots, multipsk, radios, devices, doctor}) command->fallthrough();
   for (CLI::App* command : app.get_subcommands({})) refuseStrangeNumbers(*command);
   try {
     app.parse(argc, argv);
@@ -296,6 +310,7 @@ int main(int argc, char** argv) {
     if (rtty->parsed()) return rttyCommand(rttyWith);
     if (hell->parsed()) return hellCommand(hellWith);
     if (slots->parsed()) return slotsCommand(slotsWith);
+    if (multipsk->parsed()) return multipskCommand(multipskWith);
     return talk->parsed() ? talkCommand(talkWith) : listenCommand(listenWith);
   } catch (const std::exception& e) {
     return printError(e.what()), failure;
