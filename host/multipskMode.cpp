@@ -42,7 +42,7 @@ modDemod* multipskMode::create() {
 void multipskMode::watch(vtrx* transceiver) {
   watching_ = true;
   vtrx_bindvfo(transceiver, [](int32_t frequency) {
-    if (!only) return;
+    if (!only || !only->tried_) return; // where the transceiver began is no news
     only->frequency_ = frequency;
     only->news_.push_back(fmt::format("MultiPSK tunes to {}", frequencyText(frequency)));
   });

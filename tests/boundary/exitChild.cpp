@@ -4,8 +4,10 @@
 //
 // HOW: return, exit, thread (exit from a second thread while the first one polls), callback (exit inside a poll), quit (exit
 // without ever having polled), wait (until a signal ends it). RADIO: address of a Protocol 1 radio, or of a Protocol 2 radio
-// behind "2:", which then streams into a transceiver with sound devices; without one a transceiver runs by itself.
+// behind "2:", which then streams into a transceiver with sound devices; without one a transceiver runs by itself. With "link-"
+// before HOW, and a radio, the mode is the TCP link, and a client of this process takes its samples until the end.
 #include "tests/boundary/testHost.h"
+#include "tests/link/linkClient.h"
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -17,22 +19,38 @@ namespace {
 struct {
   Radio* radio = nullptr;
   vtrx* transceiver = nullptr;
-  ssbModDemod* mode = nullptr;
+  modDemod* mode = nullptr;
   Wireless* sound = nullptr;
   PskModDemod* scanner = nullptr;
   floatArray* lastFrame = nullptr;
 } kept; // handles that nobody gives back
 std::atomic<int> frames{0};
 bool endInCallback = false;
+bool linked = false;
+std::atomic<int> linkFrames{0};
 
 void keepFrame(floatArray* frame, double, double, int32_t) {
   floatArray_delete(kept.lastFrame);
   kept.lastFrame = frame;
   frames++;
 }
+void takeSamples(int32_t port) {
+  std::thread([port] {
+    larch::test::linkClient client(port);
+    client.send(larch::test::beginAt(7'100'000));
+    while (!client.message().empty()) linkFrames++;
+  }).detach();
+}
+modDemod* makeMode() {
+  if (!linked) return reinterpret_cast<modDemod*>(ssbModDemod_create());
+  MultiPskModDemod* link = MultiPskModDemod_create();
+  MultiPskModDemod_setport(link, 0);
+  MultiPskModDemod_bindport(link, takeSamples);
+  if (!settle(link)) std::exit(6); // the transceiver takes the port when it takes the mode
+  return reinterpret_cast<modDemod*>(link);
+}
 void receive(vtrx* h) {
   kept.transceiver = h;
-  kept.mode = ssbModDemod_create();
   vtrx_bindnewSpectrum(h, keepFrame);
   vtrx_bindaudioOutput(h, [](int32_t device) { std::printf("output %d\n", device); });
   vtrx_bindaudioInput(h, [](int32_t device) { std::printf("input %d\n", device); });
@@ -41,10 +59,10 @@ void receive(vtrx* h) {
     std::puts("ready");
     std::exit(0);
   });
-  vtrx_setModulation(h, reinterpret_cast<modDemod*>(kept.mode));
+  vtrx_setModulation(h, kept.mode);
   vtrx_setRxFilter(h, 300, 2700);
   vtrx_setforegroundDisplay(h, true);
-  modDemod_setrnnoise(reinterpret_cast<modDemod*>(kept.mode), true);
+  modDemod_setrnnoise(kept.mode, true);
   vtrx_start(h);
 }
 
@@ -68,7 +86,7 @@ void openRadio(const char* address) {
 bool pollUntilRunning(bool withRadio) {
   return pollUntil([withRadio] {
     getRenderUpdates();
-    return !withRadio || frames > 3;
+    return !withRadio || (frames > 3 && (!linked || linkFrames > 3));
   });
 }
 
@@ -76,11 +94,14 @@ bool pollUntilRunning(bool withRadio) {
 
 int main(int argc, char** argv) {
   if (argc < 4) return 2;
-  const std::string how = argv[1];
+  std::string how = argv[1];
+  linked = how.starts_with("link-");
+  if (linked) how.erase(0, 5);
   init(argv[2], std::atoi(argv[3]));
   kept.sound = Wireless_create();
   Wireless_Init(kept.sound);
   kept.scanner = PskModDemod_create();
+  kept.mode = makeMode();
   const bool withRadio = argc > 4;
   if (withRadio) {
     openRadio(argv[4]);

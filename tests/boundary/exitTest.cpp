@@ -88,6 +88,16 @@ TEST(exitAtOnceTest, endsWithoutAPoll) {
   for (int i = 0; i < ends(); i++) EXPECT_EQ(endOf("quit", 0, ""), "") << "end " << i;
 }
 
+TEST(exitWithAClientTest, endsWhileSamplesGoOverTheLink) {
+  const auto radio = larch::sim::protocol1Radio::onFreeLoopback({}, std::make_shared<larch::sim::bandScene>());
+  radio->run();
+  const std::pair<const char*, int> kinds[] = {{"link-return", 0}, {"link-exit", 0}, {"link-thread", 0}, {"link-wait", SIGTERM}};
+  for (int i = 0; i < ends(); i++) {
+    const auto& [how, signal] = kinds[static_cast<size_t>(i) % std::size(kinds)];
+    EXPECT_EQ(endOf(how, signal, radio->address()), "") << how << ", end " << i;
+  }
+}
+
 // ---- what the second argument of init chooses
 
 namespace {

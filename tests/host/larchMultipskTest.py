@@ -111,12 +111,13 @@ class LarchMultipsk(program.LarchProgram):
         self.started = subprocess.Popen(self.multipsk(*arguments), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
     def line(self, pattern):
-        """The next line that has this."""
+        """The next line that has this; no other line may tell of the client."""
         while True:
             line = self.started.stdout.readline()
             self.assertTrue(line, f"the program has ended before {pattern}")
             if found := re.search(pattern, line):
                 return found
+            self.assertNotRegex(line, "MultiPSK|sending")
 
     def test_a_client_gets_the_carrier_at_its_pitch_and_tunes(self):
         self.start_radio()

