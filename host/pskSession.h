@@ -9,6 +9,7 @@ class pskSession : public textSession {
  public:
   pskSession(const pskOptions& options, const transmitSettings& sending, const stationSettings& settings, const receiver& first,
              pskMode& mode, const std::string& audioName);
+  ~pskSession() override { mode_.levelAt = nullptr; } // the station's end may bring some more text
 
  protected:
   void ended() override;
