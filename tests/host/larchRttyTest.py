@@ -105,7 +105,7 @@ class LarchRtty(psk.LarchPsk):
         self.assertNotIn("samples/s", heard)
 
     def test_a_quiet_band_says_nothing(self):
-        done = self.talk("--seconds", "6")
+        done = self.talk("--seconds", "6", "--squelch", "12")
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertNotIn("RTTY", done.stdout)
 
