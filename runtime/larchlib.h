@@ -943,31 +943,43 @@ LARCH_API void hellschreiberModDemod_setfrequencyStep(hellschreiberModDemod* h, 
 
 /* ----------------------------------------------------------------------------------------------------------------------
    JTModDemod: modes in timed slots. The core captures each slot of reception into a file and plays what the host has
-   coded; decoder and coder are the host's.
+   coded; decoder and coder are the host's. Slots begin by the machine's UTC clock, with the first block (10.67 ms) within
+   their half-second, and count from the top of each hour; one that comes while a capture still runs is let pass. The
+   operator hears the real part of the channel.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API JTModDemod* JTModDemod_create(void);
 LARCH_API void JTModDemod_release(JTModDemod* h);
-/* A message for the next slot, or for the rest of the present one: tone numbers, fractions allowed. The array stays the
-   host's, and is read until the message has gone: don't change it. tag: 0 to 7, comes back with newFile. */
+/* A message: tone numbers, fractions allowed, each txFreq + number * toneSpacing Hz above the tuned frequency. It replaces
+   the one that waits; one without tones takes that away. It goes out with the next slot, keys ptt, and drops it behind the
+   last tone. In slots below a minute it may start late: while ptt is off and fewer than 36,000 values of the slot have
+   been captured, three seconds at the defaults; the tones whose time is over are left out. The array stays the host's and is
+   read until the message has gone out: don't change it. tag: comes back with newFile as a signed number; 8 means nothing. */
 LARCH_API void JTModDemod_queueMsg(JTModDemod* h, floatArray* tones, uint32_t tag);
-/* newFile: a slot has been written. The file's name, directly followed by the tag of what was sent in it, 8 for nothing. */
+/* newFile: a slot has been captured and written, as far as the disk took it: the file's name, directly followed by the
+   decimal digits of the tag of what was sent in it, 8 for nothing: "dir/261121_220015.wav8", "dir/261121_2200.c2-5". */
 LARCH_API void JTModDemod_bindnewFile(JTModDemod* h, larch_text_cb callback);
-/* saveDirectory: what stands in front of the file's name, with its separator. Default empty. */
+/* saveDirectory: what stands in front of the file's name, byte by byte, with its separator. The directory must be there.
+   Default empty: where the process runs. */
 LARCH_API void JTModDemod_bindsaveDirectory(JTModDemod* h, larch_text_cb callback);
 LARCH_API void JTModDemod_setsaveDirectory(JTModDemod* h, const char* text);
-/* SaveMode: 1 writes .c2 files, any other value WAV. Default 0. */
+/* SaveMode: 1 writes .c2 files, I and Q; any other value WAV files, the real part. That of its start holds for a slot.
+   Default 0. */
 LARCH_API void JTModDemod_bindSaveMode(JTModDemod* h, larch_int32_cb callback);
 LARCH_API void JTModDemod_setSaveMode(JTModDemod* h, int32_t value);
-/* period: length of a slot in ms, 500 and up. Default 15000. */
+/* period: length of a slot in ms, in whole half-seconds, 500 and up; below that none begins. Default 15000. */
 LARCH_API void JTModDemod_bindperiod(JTModDemod* h, larch_int32_cb callback);
 LARCH_API void JTModDemod_setperiod(JTModDemod* h, int32_t value);
-/* Decimation: input samples at 48000 Hz for each recorded one, 1 and up. Default 4. */
+/* Decimation: samples at 48000 Hz for each recorded one, 1 to 512; the others are left out, so the receive filter must
+   end below 24000 / Decimation Hz. 4 makes the 12000 Hz of a WAV file, 128 the 375 Hz of a .c2 file. 0 and below: no slot
+   begins. Default 4. */
 LARCH_API void JTModDemod_bindDecimation(JTModDemod* h, larch_int32_cb callback);
 LARCH_API void JTModDemod_setDecimation(JTModDemod* h, int32_t value);
-/* samplesPerBlock: recorded values of a slot. Default 151200. */
+/* samplesPerBlock: recorded values of a slot, I and Q counted each. Smaller: a running capture ends there; larger: from the
+   next slot on. Default 151200, 12.6 s. */
 LARCH_API void JTModDemod_bindsamplesPerBlock(JTModDemod* h, larch_int32_cb callback);
 LARCH_API void JTModDemod_setsamplesPerBlock(JTModDemod* h, int32_t value);
-/* endPadding: values at the end that are zero instead. Default 0. */
+/* endPadding: values at the end that are zero instead of received; the block in which they begin is recorded whole.
+   Default 0. */
 LARCH_API void JTModDemod_bindendPadding(JTModDemod* h, larch_int32_cb callback);
 LARCH_API void JTModDemod_setendPadding(JTModDemod* h, int32_t value);
 /* samplesPerSymbol: length of a sent tone in samples at 48000 Hz. Default 7680. */
