@@ -969,9 +969,9 @@ LARCH_API void JTModDemod_setSaveMode(JTModDemod* h, int32_t value);
 /* period: length of a slot in ms, in whole half-seconds, 500 and up; below that none begins. Default 15000. */
 LARCH_API void JTModDemod_bindperiod(JTModDemod* h, larch_int32_cb callback);
 LARCH_API void JTModDemod_setperiod(JTModDemod* h, int32_t value);
-/* Decimation: samples at 48000 Hz for each recorded one, 1 to 512; the others are left out, so the receive filter must
-   end below 24000 / Decimation Hz. 4 makes the 12000 Hz of a WAV file, 128 the 375 Hz of a .c2 file. 0 and below: no slot
-   begins. Default 4. */
+/* Decimation: samples at 48000 Hz for each recorded one, 1 to 512. The others are left out, without a filter: 4 makes the
+   12000 Hz of a WAV file, where the receive filter must end below 6000 Hz; 128 the 375 Hz of a .c2 file, in which 1500 Hz
+   comes to 0, and the filter must pass no more than 187 Hz on either side of it. 0 and below: no slot begins. Default 4. */
 LARCH_API void JTModDemod_bindDecimation(JTModDemod* h, larch_int32_cb callback);
 LARCH_API void JTModDemod_setDecimation(JTModDemod* h, int32_t value);
 /* samplesPerBlock: recorded values of a slot, I and Q counted each. Smaller: a running capture ends there; larger: from the
