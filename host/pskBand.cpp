@@ -59,6 +59,7 @@ bool pskBand::madeUp(const state& s) const {
     const int64_t apart = std::abs(int64_t{other.frequency} - s.frequency);
     const double more = amountNow(other);
     if (apart <= sameSignal) return other.mode != s.mode && more > own;
+    if (apart <= edges && more >= 2 * own) return true;
     return apart <= sidebands && more >= 2 * own && other.level_dBm > s.level_dBm + muchLouder_dB;
   });
 }

@@ -17,16 +17,17 @@ struct pskSignal {
 
 // Several detectors may follow one signal: those of one mode that stand within `sameSignal` are one, told by the primary detector
 // if it is among them, else by the one that heard it first. A detector of another speed on the same signal, and one on a signal's
-// sidebands, make up some letters: where another speed hears more, and where a much louder signal nearby has twice as many, they
-// are left out, and so is what can't be seen above the noise: a harmonic of a very loud signal, made where it is heard. Of the
-// operator's detectors only the primary one counts. Texts are bytes as they were sent: Latin-1, without control characters.
+// sidebands, make up some letters: where another speed hears more, where a signal at whose edge it stands has twice as many, and
+// where a much louder signal nearby has, they are left out, and so is what can't be seen above the noise: a harmonic of a very
+// loud signal, made where it is heard. Of the operator's detectors only the primary one counts. Texts are bytes as they were
+// sent: Latin-1, without control characters.
 class pskBand {
  public:
   using clock = std::chrono::steady_clock;
   static constexpr size_t detectors = 66, scanning = 60;
   static constexpr size_t lineLength = 60;
   static constexpr std::chrono::seconds silence{2}, forgotten{15};
-  static constexpr int32_t sameSignal = 20, sidebands = 120; // Hz
+  static constexpr int32_t sameSignal = 20, edges = 60, sidebands = 120; // Hz
   static constexpr double muchLouder_dB = 15, leastAboveNoise_dB = 8;
 
   // A detector below `detectors`, as the library tells of it.

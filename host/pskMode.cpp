@@ -25,7 +25,10 @@ pskMode::pskMode(size_t variant, int32_t frequency) : variant_(variant), frequen
   only = this;
 }
 
-pskMode::~pskMode() { only = nullptr; }
+pskMode::~pskMode() {
+  only = nullptr;
+  releaseRows();
+}
 
 // The functions that are bound may be called once more when the mode has gone: what was on its way comes by the next poll.
 modDemod* pskMode::create() {
@@ -56,8 +59,11 @@ void pskMode::bindTexts() {
 
 void pskMode::addRow(PskDetector* detector) {
   asyncObject_bindDeleted(reinterpret_cast<asyncObject*>(detector), [](int32_t) {});
-  bindRow(rows_++, detector, std::make_index_sequence<pskBand::detectors>{});
-  PskDetector_release(detector); // the mode keeps it
+  const size_t row = rows_++;
+  bindRow(row, detector, std::make_index_sequence<pskBand::detectors>{});
+  if (row >= scanners_.size()) return PskDetector_release(detector); // the mode keeps it
+  scanners_[row] = detector;
+  steer(row);
 }
 
 // The callbacks carry no context: each row has functions of its own.
@@ -73,18 +79,41 @@ template <size_t n> void pskMode::bindDetector(PskDetector* detector) {
     if (only) only->band_.setFrequency(n, frequency);
   });
   PskDetector_bindreset(detector, [](int32_t) {
-    if (only) only->band_.restart(n);
+    if (only) only->restarted(n);
   });
   PskDetector_bindnewChars(detector, [](const char* text) {
     if (only) only->heard(n, text);
   });
 }
 
+void pskMode::restarted(size_t detector) {
+  band_.restart(detector);
+  steer(detector);
+}
+
 void pskMode::heard(size_t detector, const char* text) {
+  steer(detector);
   band_.add(detector, text, levelAt ? levelAt(band_.frequency(detector)) : 0, pskBand::clock::now());
 }
 
-void pskMode::detach(modDemod*) { handle_ = nullptr; }
+// The channel is in use; another one is the next, perhaps.
+void pskMode::steer(size_t detector) {
+  steering_.used(detector, pskSteering::clock::now());
+  for (size_t i = 0; i < scanners_.size(); i++) {
+    const int32_t activity = steering_.activity(i);
+    if (scanners_[i] && std::exchange(activity_[i], activity) != activity) PskDetector_setactivity(scanners_[i], activity);
+  }
+}
+
+void pskMode::releaseRows() {
+  for (PskDetector*& row : scanners_)
+    if (row) PskDetector_release(std::exchange(row, nullptr));
+}
+
+void pskMode::detach(modDemod*) {
+  handle_ = nullptr;
+  releaseRows();
+}
 
 std::string pskMode::name(sideband) const { return pskVariants[variant_].name; }
 

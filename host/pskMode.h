@@ -1,6 +1,7 @@
 // PSK31 and its relatives: the library's mode with all that its detectors hear, and the text that it sends.
 #pragma once
 #include "host/pskBand.h"
+#include "host/pskSteering.h"
 #include "host/textMode.h"
 #include <array>
 #include <functional>
@@ -45,14 +46,20 @@ class pskMode : public textMode {
   template <size_t... n> static void bindRow(size_t row, PskDetector* detector, std::index_sequence<n...>);
   void addRow(PskDetector* detector);
   void heard(size_t detector, const char* text);
+  void restarted(size_t detector);
+  void steer(size_t detector);
+  void releaseRows();
   void bindTexts();
 
   static pskMode* only;
   size_t variant_;
   int32_t frequency_;
   size_t rows_ = 0;
-  PskModDemod* handle_ = nullptr; // the station's
+  std::array<PskDetector*, pskBand::scanning> scanners_{}; // the scanning ones, held until the mode goes
+  std::array<int32_t, pskBand::scanning> activity_{};      // as they have it
+  PskModDemod* handle_ = nullptr;                          // the station's
   pskBand band_;
+  pskSteering steering_;
   std::string primary_;
 };
 

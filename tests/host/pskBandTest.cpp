@@ -169,6 +169,18 @@ TEST_F(pskBandTest, weakLettersBesideALoudSignalAreItsSidebands) {
   EXPECT_EQ(heard(), texts{"a long text of a loud signal"});
 }
 
+TEST_F(pskBandTest, fewLettersAtTheEdgeOfASignalAreItsOwn) {
+  hear(fast, "a long text of a signal", -80);
+  band.setFrequency(slow, 460);
+  hear(slow, "e t e", -80);
+  EXPECT_EQ(heard(), texts{"a long text of a signal"});
+  band.setFrequency(slow, 461);
+  EXPECT_EQ(heard().size(), 2U);
+  band.setFrequency(slow, 430);
+  hear(slow, "another station", -80);
+  EXPECT_EQ(heard().size(), 2U);
+}
+
 TEST_F(pskBandTest, aSignalNearbyIsListedWhenItIsLoudOrSaysMuchOrIsFurtherAway) {
   hear(fast, "a long text of a loud signal", -70);
   band.setFrequency(slow, 480);
