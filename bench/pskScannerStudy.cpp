@@ -1,4 +1,6 @@
-// How soon the scanner of the PSK mode gives each of many stations a detector: pskScannerStudy [seeds a row].
+// How soon the scanner of the PSK mode gives each of many stations a detector: pskScannerStudy [seeds a row [steered]].
+// Steered: as `larch psk` does it by the channels' activity.
+#include "host/pskSteering.h"
 #include "tests/modes/pskCrowd.h"
 #include <cstdio>
 #include <cstdlib>
@@ -43,13 +45,27 @@ void printTimes(const std::vector<crowdVisit>& visits, std::optional<double> cro
   std::printf(" |");
 }
 
-void printRow(const row& r, uint64_t seeds) {
+// The host hears by its polls what happened in the block before.
+std::function<int32_t(size_t)> steering() {
+  struct state {
+    larchhost::pskSteering rule;
+    larchhost::pskSteering::clock::time_point now;
+  };
+  return [s = std::make_shared<state>()](size_t channel) {
+    if (channel == 0) s->now += std::chrono::milliseconds(64);
+    for (size_t i = 0; channel == 0 && i < crowdListener::used.size(); i++)
+      if (std::exchange(crowdListener::used[i], false)) s->rule.used(i, s->now);
+    return s->rule.activity(channel);
+  };
+}
+
+void printRow(const row& r, uint64_t seeds, bool steered) {
   std::vector<crowdVisit> visits;
   std::array<int, 2> most{};
   double moves = 0;
   for (uint64_t seed = 1; seed <= seeds; seed++) {
     auto some = crowdVisits(r.plan, seed);
-    crowdListener listener;
+    crowdListener listener(steered ? steering() : nullptr);
     listener.hear(r.plan, some, seed + 1000);
     for (size_t set = 0; set < 2; set++) most[set] = std::max(most[set], listener.most[set]);
     moves += listener.all[0] + listener.all[1];
@@ -57,7 +73,7 @@ void printRow(const row& r, uint64_t seeds) {
     std::copy_if(some.begin(), some.end(), std::back_inserter(visits),
                  [&](const crowdVisit& v) { return std::min(v.to_s, r.plan.length_s) - v.from_s >= r.plan.stay_s / 2; });
   }
-  std::printf("| %s |", r.name);
+  std::printf("| %s%s |", r.name, steered ? ", steered" : "");
   printTimes(visits, &crowdVisit::found, true);
   printTimes(visits, &crowdVisit::found, false);
   printTimes(visits, &crowdVisit::read, true);
@@ -81,5 +97,5 @@ int main(int argc, char** argv) {
   };
   std::printf("| stations | detector, at the start | detector, later ones | read, at the start | read, later ones "
               "| most moves a pass | moves a minute |\n|---|---|---|---|---|---|---|\n");
-  for (const row& r : rows) printRow(r, seeds);
+  for (const row& r : rows) printRow(r, seeds, argc > 2);
 }

@@ -7,6 +7,7 @@
 #include "sim/randomSource.h"
 #include "tests/runtime/testGroup.h"
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -136,9 +137,11 @@ class crowdListener {
  public:
   static constexpr size_t rightCharacters = 8; // in a row: a station is read
 
-  crowdListener() {
+  // steered: asked before each block for the activities that a host gives the channels.
+  explicit crowdListener(std::function<int32_t(size_t channel)> steered = {}) : steered_(std::move(steered)) {
     listen(std::make_index_sequence<2 * channelsOfSpeed>());
     text = {};
+    used = {};
   }
 
   // Hears all of it; what is to be asserted about each pass goes into `most`.
@@ -148,6 +151,7 @@ class crowdListener {
     for (double t = crowdBlock / crowdRate; t < plan.length_s; t += crowdBlock / crowdRate) {
       const auto& audio = crowd.next();
       for (size_t n = 0; n < crowdBlock * 6; n++) samples.data[n] = audio[n / 6];
+      for (size_t i = 0; steered_ && i < 2 * channelsOfSpeed; i++) mode->dets.items[i]->activity.set(steered_(i));
       moves = {};
       mode->demodulate(samples);
       g.pool->getUpdates();
@@ -165,12 +169,25 @@ class crowdListener {
   std::shared_ptr<PskModDemod> mode = keptByCore(std::make_shared<PskModDemod>(g.group));
   static inline std::array<int, 2> moves;
   static inline std::array<std::string, 2 * channelsOfSpeed> text;
-  std::array<int, 2> most{}, all{}; // moves of PSK31 and PSK63 channels: in one pass, ever
+  static inline std::array<bool, 2 * channelsOfSpeed> used; // told of something since somebody cleared it
+  std::array<int, 2> most{}, all{};                         // moves of PSK31 and PSK63 channels: in one pass, ever
 
  private:
+  std::function<int32_t(size_t)> steered_;
+
   template <size_t... i> void listen(std::index_sequence<i...>) {
-    ((mode->dets.items[i]->newChars = [](const char* t) { text[i] += t; }), ...);
-    ((mode->dets.items[i]->reset = [](int32_t) { moves[i / channelsOfSpeed]++; }), ...);
+    ((mode->dets.items[i]->newChars =
+          [](const char* t) {
+            text[i] += t;
+            used[i] = true;
+          }),
+     ...);
+    ((mode->dets.items[i]->reset =
+          [](int32_t) {
+            moves[i / channelsOfSpeed]++;
+            used[i] = true;
+          }),
+     ...);
   }
   void look(crowdVisit& v, double t) {
     const size_t first = v.fast ? channelsOfSpeed : 0;
