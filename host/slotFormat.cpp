@@ -15,9 +15,10 @@ struct knownMode {
   const char* name;
   slotFormat format;
 };
-// JT65 and JT9 leave the end of the minute to the decoder; JT65's symbols have 17832.65 samples.
+// FT4 with a symbol of ramp at either end. JT65 and JT9 leave the end of the minute to the decoder; JT65's symbols have 17832.65
+// samples.
 constexpr std::array<knownMode, 5> knownModes{{{"ft8", {15000, 14400, 7680, 6.25, 79}},
-                                               {"ft4", {7500, 7200, 2304, 48000.0 / 2304, 103}},
+                                               {"ft4", {7500, 7200, 2304, 48000.0 / 2304, 105}},
                                                {"jt65", {60000, 52000, 17833, 11025.0 / 4096, 126}},
                                                {"jt9", {60000, 52000, 27648, 48000.0 / 27648, 85}},
                                                {"wspr", {120000, 114000, 32768, 48000.0 / 32768, 162}}}};
@@ -51,7 +52,6 @@ bool isOneEach(const std::string& word) {
 }
 
 void addWord(const std::string& word, std::vector<float>& tones) {
-  if (word == "R") return;
   if (isOneEach(word)) {
     for (const char c : word) tones.push_back(static_cast<float>(c - '0'));
     return;

@@ -37,7 +37,7 @@ slotFormat chooseSlotFormat(const slotWishes& wishes);
 std::string slotModeNames(); // "ft8, ft4, ..."
 
 // The tones of a file's text: numbers between commas or white space, # begins a comment. A word of four or more digits is a tone
-// for each digit, R, the ramp of FT4, is none. Where lines begin with "Channel symbols", as in what ft8code prints, the tones are
+// for each digit. Where lines begin with "Channel symbols", as in what ft8code prints, the tones are
 // those behind the last of them. Throws std::runtime_error with a text for a person, as do the following.
 std::vector<float> parseTones(const std::string& text);
 std::vector<float> readTones(const std::string& path);

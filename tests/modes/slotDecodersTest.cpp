@@ -4,6 +4,7 @@
 #include "tests/modes/slotStation.h"
 #include "tests/support/slotDecoders.h"
 #include "tests/support/testSoundCard.h"
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -79,25 +80,45 @@ TEST_F(slotDecodersTest, aWeakWsprStationIsReadFromBothKindsOfFile) {
   expectSameLevel(folder.run("wsprd c2/260621_0002.c2"), original, "K1ABC FN42 33");
 }
 
-TEST_F(slotDecodersTest, aSentMessageIsReadWhenItComesBack) {
-  const auto tones = folder.ft8Tones("CQ K1ABC FN42");
-  ASSERT_EQ(tones.size(), 79u);
-  slotStation station(14.5);
+struct slotKind {
+  const char *coder, *decoder;
+  double period_s;
+  int32_t samplesPerSymbol;
+  std::size_t tones; // with a ramp at either end in FT4
+};
+
+class slotMessageTest : public slotDecodersTest, public testing::WithParamInterface<slotKind> {};
+
+TEST_P(slotMessageTest, aSentMessageIsReadWhenItComesBack) {
+  const slotKind kind = GetParam();
+  const auto tones = decoderFolder::tonesOf(folder.run(std::string(kind.coder) + " 'CQ K1ABC FN42'"));
+  ASSERT_EQ(tones.size(), kind.tones);
+  slotStation station(kind.period_s - 0.5);
   const auto mode = station.add(folder.path(""), 100, 5000);
+  mode->period.set(static_cast<int32_t>(kind.period_s * 1000));
+  mode->samplesPerBlock.set(static_cast<int32_t>(kind.period_s * 12000));
+  mode->endPadding.set(static_cast<int32_t>(kind.period_s * 12000 / 25));
+  mode->samplesPerSymbol.set(kind.samplesPerSymbol);
+  mode->toneSpacing.set(48000.0 / kind.samplesPerSymbol);
   station.scene->setNoise(bandNoise);
-  station.board->setTransmitEcho(std::make_shared<sim::transmitEcho>(station.scene, 15, -120)); // one slot later, at -4 dB
+  station.board->setTransmitEcho(std::make_shared<sim::transmitEcho>(station.scene, kind.period_s, -120)); // -4 dB of 2500 Hz
   station.start();
   buff<float> array(tones.size());
   std::copy(tones.begin(), tones.end(), array.data);
   mode->queueMsg(array, 3);
   withoutTag(station.nextFile(), "3");
   const std::string heard = withoutTag(station.nextFile(), "8");
-  const std::string printed = folder.run("jt9 -8 " + heard);
+  const std::string printed = folder.run(std::string(kind.decoder) + heard);
   EXPECT_TRUE(decoderFolder::snrOf(printed, "CQ K1ABC FN42")) << printed;
   const auto sent = station.board->transmissions();
   ASSERT_EQ(sent.size(), 1u);
   EXPECT_EQ(sent[0].last.frequency_Hz, slotStation::dial);
 }
+
+INSTANTIATE_TEST_SUITE_P(modes, slotMessageTest,
+                         testing::Values(slotKind{"ft8code", "jt9 -8 ", 15, 7680, 79},
+                                         slotKind{"ft4code", "jt9 -5 ", 7.5, 2304, 105}),
+                         [](const auto& kind) { return std::string(kind.param.coder); });
 
 } // namespace
 } // namespace larch::test

@@ -1,5 +1,4 @@
 #include "tests/support/slotDecoders.h"
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -54,12 +53,15 @@ std::string decoderFolder::makeFt8(const std::string& message, double snr_dB, co
   return path(name);
 }
 
-std::vector<float> decoderFolder::ft8Tones(const std::string& message) const {
-  const std::string text = run("ft8code '" + message + "'");
+std::vector<float> decoderFolder::tonesOf(const std::string& printed) {
   std::vector<float> tones;
-  for (const char c : text.substr(std::min(text.size(), text.find('\n', text.find("Sync", text.find("Channel symbols (79")))))) {
-    if (c >= '0' && c <= '9') tones.push_back(static_cast<float>(c - '0'));
+  std::istringstream lines(printed);
+  std::string line;
+  while (std::getline(lines, line) && !line.starts_with("Channel symbols")) {
   }
+  while (std::getline(lines, line) && !line.empty())
+    for (const char c : line)
+      if (c >= '0' && c <= '9') tones.push_back(static_cast<float>(c - '0'));
   return tones;
 }
 

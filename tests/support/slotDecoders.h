@@ -25,8 +25,8 @@ class decoderFolder {
 
   // The one file of FT8 with this message at 1500 Hz that the simulator makes.
   std::string makeFt8(const std::string& message, double snr_dB, const std::string& name) const;
-  // The tones behind the coder's heading.
-  std::vector<float> ft8Tones(const std::string& message) const;
+  // The tones of a coder's output: numbers of one digit behind its heading, up to an empty line.
+  static std::vector<float> tonesOf(const std::string& printed);
 
  private:
   std::string folder_; // with its separator
