@@ -1,5 +1,6 @@
 // The sub-commands: each returns the program's exit status and prints what a person needs.
 #pragma once
+#include "host/discovery.h"
 #include "host/slotFormat.h"
 #include "host/station.h"
 #include "host/voiceModes.h"
@@ -13,7 +14,8 @@ constexpr int success = 0, failure = 1, badUse = 2;
 
 struct radioChoice {
   std::string address = "auto";
-  std::string board; // a profile's key; empty: what discovery says
+  std::string board;           // a profile's key; empty: what discovery says
+  std::optional<int> protocol; // what the radio answers in
   std::optional<int32_t> clock_Hz, receivers, maxAdc;
   bool force = false; // a radio that says "in use", or one that doesn't answer discovery
 };
@@ -132,6 +134,8 @@ int radiosCommand(const std::string& address, int wait_ms);
 int devicesCommand();
 int doctorCommand(const std::string& address);
 
+// The one radio to take of those that answered; with `force` also one that is in use. Throws as chooseRadio.
+foundRadio pickRadio(const std::vector<foundRadio>& found, bool force);
 // A radio as chosen: discovery's answer and the overrides. Throws std::runtime_error with a text for a person.
 stationSettings chooseRadio(const radioChoice& choice);
 // What a command that receives needs: the first receiver, and the radio, which is announced on stdout. They throw alike.

@@ -54,7 +54,7 @@ class probeSocket {
   probeSocket& operator=(const probeSocket&) = delete;
 
   // A network that can't be reached is no fault: others may answer.
-  void ask(uint32_t address) const {
+  void ask(uint32_t address, int protocol) const {
     sockaddr_in to{};
     to.sin_family = AF_INET;
     to.sin_port = htons(discoveryPort);
@@ -62,8 +62,8 @@ class probeSocket {
     const auto send = [&](const auto& bytes) {
       static_cast<void>(sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to));
     };
-    send(protocol1Question());
-    send(protocol2Question());
+    if (protocol != 2) send(protocol1Question());
+    if (protocol != 1) send(protocol2Question());
   }
   std::optional<foundRadio> answer(int wait_ms) const {
     pollfd p{fd_, POLLIN, 0};
@@ -116,18 +116,18 @@ std::optional<uint32_t> parseAddress(const std::string& text) {
   return address.s_addr;
 }
 
-std::vector<foundRadio> discover(const std::string& address, int wait_ms) {
+std::vector<foundRadio> discover(const std::string& address, int wait_ms, int protocol) {
   const auto one = parseAddress(address);
   if (!address.empty() && !one) throw std::runtime_error(fmt::format("'{}' is no IPv4 address", address));
   const probeSocket socket;
-  for (uint32_t to : one ? std::vector{*one} : broadcastAddresses()) socket.ask(to);
+  for (uint32_t to : one ? std::vector{*one} : broadcastAddresses()) socket.ask(to, protocol);
   std::vector<foundRadio> found;
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(wait_ms);
   for (;;) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
     if (left <= 0) return found;
     const auto radio = socket.answer(static_cast<int>(left));
-    if (!radio) continue;
+    if (!radio || (protocol != 0 && radio->protocol != protocol)) continue;
     const bool known = std::any_of(found.begin(), found.end(), [&](const foundRadio& f) {
       return f.address == radio->address && f.protocol == radio->protocol;
     });

@@ -27,10 +27,10 @@ std::array<uint8_t, 60> protocol2Question();
 std::optional<foundRadio> parseAnswer(std::span<const uint8_t> datagram);
 std::string macText(const std::array<uint8_t, 6>& mac);
 
-// Asks one address, or with an empty one every IPv4 network of this machine and loopback, and collects the answers of `wait_ms`
-// milliseconds; asked about one address it returns at its first answer. Duplicates are dropped. Throws std::runtime_error for an
-// address that doesn't parse or when no socket can be had.
-std::vector<foundRadio> discover(const std::string& address, int wait_ms);
+// Asks one address, or with an empty one every IPv4 network of this machine and loopback, in one protocol or (0) both, and
+// collects the answers of `wait_ms` milliseconds; asked about one address it returns at its first answer. Duplicates are dropped.
+// Throws std::runtime_error for an address that doesn't parse or when no socket can be had.
+std::vector<foundRadio> discover(const std::string& address, int wait_ms, int protocol = 0);
 
 // The dotted address in its four bytes; nothing for other text.
 std::optional<uint32_t> parseAddress(const std::string& text);

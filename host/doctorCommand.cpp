@@ -75,7 +75,9 @@ bool checkRadio(const std::string& address) {
   }
   bool good = true;
   for (const auto& r : found) {
-    report(!r.inUse, fmt::format("radio at {}: {}", r.address, r.inUse ? "in use by another program" : "idle"),
+    report(!r.inUse,
+           fmt::format("radio at {}: {}{}", r.address, r.inUse ? "in use by another program" : "idle",
+                       r.protocol == 2 ? ", Protocol 2: only receives" : ""),
            "stop the other program, or power the radio off and on");
     good = good && !r.inUse;
   }

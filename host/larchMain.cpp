@@ -34,6 +34,8 @@ std::string defaultLog() {
 
 void addRadioOptions(CLI::App& command, radioChoice& radio) {
   command.add_option("--radio", radio.address, "the radio's IPv4 address, or auto to search for it")->capture_default_str();
+  command.add_option("--protocol", radio.protocol, "1 or 2: what to ask the radio in; both if not given")
+      ->check(CLI::Range(1, 2));
   command.add_option("--board", radio.board, "settings of this board whatever discovery says (larch radios --boards)");
   command.add_option("--clock", radio.clock_Hz, "ADC clock in Hz")->check(CLI::Range(1000000, 1000000000));
   command.add_option("--receivers", radio.receivers, "hardware receivers")->check(CLI::Range(1, 32));
@@ -44,7 +46,9 @@ void addRadioOptions(CLI::App& command, radioChoice& radio) {
 void addReceiveOptions(CLI::App& command, listenOptions& o) {
   addRadioOptions(command, o.radio);
   command.add_option("--freq", o.frequency, "frequency: 7.074M, 7074k or 7074000")->required();
-  command.add_option("--rate", o.rate, "sample rate of the receivers: 48k, 96k, 192k, 384k; 192k if not given, 384k with fm");
+  command.add_option(
+      "--rate", o.rate,
+      "sample rate of the receivers: 48k, 96k, 192k, 384k; 768k, 1536k with Protocol 2; 192k if not given, 384k with fm");
   command.add_option("--gain", o.gain_dB, "receive gain in dB, within the board's limits");
   command.add_option("--audio", o.audio, "sound output: id, part of its name, or none (larch devices)");
   command.add_option("--seconds", o.seconds, "stop after this time")->check(CLI::NonNegativeNumber);

@@ -11,7 +11,7 @@
 namespace larchhost {
 namespace {
 
-constexpr int32_t usualRate = 192000;
+constexpr int32_t usualRate = 192000, fastestOfProtocol1 = 384000;
 
 voice chooseVoice(const listenOptions& options) {
   const voice v = needVoice(options.mode);
@@ -64,11 +64,13 @@ receiver chooseReceiver(const listenOptions& options, std::string& audioName) {
 stationSettings chooseStation(const listenOptions& options, const std::string& audioName) {
   stationSettings settings = chooseRadio(options.radio);
   settings.rate = chooseRate(options);
+  if (settings.board.protocol == 1 && settings.rate > fastestOfProtocol1)
+    throw std::runtime_error(fmt::format("{} samples/s is a rate of Protocol 2 radios", settings.rate));
   settings.transverter = options.transverter_Hz;
   if (options.gain_dB) settings.gain_dB = *options.gain_dB;
-  printLine(stdout, fmt::format("{} at {}: clock {} Hz, {} receivers, gain {} dB, {} samples/s, audio: {}", settings.board.name,
-                                settings.address, settings.board.clockFrequency, settings.board.receivers, settings.gain_dB,
-                                settings.rate, audioName));
+  printLine(stdout, fmt::format("{} at {}, Protocol {}: clock {} Hz, {} receivers, gain {} dB, {} samples/s, audio: {}",
+                                settings.board.name, settings.address, settings.board.protocol, settings.board.clockFrequency,
+                                settings.board.receivers, settings.gain_dB, settings.rate, audioName));
   return settings;
 }
 

@@ -14,7 +14,7 @@
 namespace larchhost {
 namespace {
 
-constexpr int32_t systemDefault = -2, noOutput = -1, noInput = 0, fastestRate = 384000;
+constexpr int32_t systemDefault = -2, noOutput = -1, noInput = 0, fastestRate = 1536000;
 constexpr size_t equaliserRows = 9;
 constexpr double equaliserEnd = 24000, mostGain = 100, beyondLast = 1000;
 
@@ -62,7 +62,7 @@ filterEdges needFilter(const std::string& text, int32_t widest) {
 
 int32_t needRate(const std::string& text) {
   const auto rate = parseRate(text);
-  if (!rate || *rate > fastestRate) refuse(fmt::format("'{}' is no rate of this radio: 48k, 96k, 192k or 384k", text));
+  if (!rate || *rate > fastestRate) refuse(fmt::format("'{}' is no rate: 48k, 96k, 192k, 384k; 768k, 1536k of Protocol 2", text));
   return *rate;
 }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace larchhost {
 namespace {
@@ -11,42 +12,29 @@ constexpr int32_t noAudio = -1, slowestRate = 48000;
 constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000}, stopTime{100}, withdrawal{100};
 
 asyncObject* base(void* handle) { return static_cast<asyncObject*>(handle); }
-Radio* asRadio(HpsdrRadio* handle) { return reinterpret_cast<Radio*>(handle); }
 void ignoreEnd(int32_t) {}
 
 } // namespace
 
 station* station::only = nullptr;
 
-station::station(const stationSettings& settings) : settings_(settings), radio_(HpsdrRadio_create()) {
+station::station(const stationSettings& settings) : settings_(settings), radio_(settings.board.protocol) {
   if (only) throw std::logic_error("one station a process");
   only = this;
-  const boardProfile& board = settings_.board;
-  asyncObject_bindDeleted(base(radio_), ignoreEnd);
-  HpsdrRadio_setipAddress(radio_, settings_.address.c_str());
-  HpsdrRadio_setclockFrequency(radio_, board.clockFrequency);
-  HpsdrRadio_setmaxAdcValue(radio_, board.maxAdcValue);
-  HpsdrRadio_setminRxRFGain(radio_, board.minGain_dB);
-  HpsdrRadio_setmaxRxRFGain(radio_, board.maxGain_dB);
-  HpsdrRadio_setHLiteGain(radio_, board.gain == gainForm::hermesLite);
-  HpsdrRadio_setHLite2Gain(radio_, board.gain == gainForm::hermesLite2);
-  HpsdrRadio_setTypeID(radio_, board.code);
-  HpsdrRadio_setFwVersion(radio_, settings_.firmware);
-  Radio_setmaxHwReceivers(asRadio(radio_), board.receivers);
-  Radio_setSampleRate(asRadio(radio_), settings_.rate);
-  Radio_setTransceiverOffset(asRadio(radio_), settings_.transverter);
-  HpsdrRadio_settxGain(radio_, board.minGain_dB); // the own signal is near
-  Radio_setcanTransmit(asRadio(radio_), false);
+  radio_.setAddress(settings_.address);
+  radio_.setBoard(settings_.board, settings_.firmware);
+  Radio_setSampleRate(radio_.base(), settings_.rate);
+  Radio_setTransceiverOffset(radio_.base(), settings_.transverter);
+  Radio_setcanTransmit(radio_.base(), false);
   setGain(settings_.gain_dB);
-  HpsdrRadio_bindadcOvl(radio_, [](bool on) { only->adcOverload_ = on; });
-  HpsdrRadio_bindadcPeakDBFS(radio_, [](double level) { only->adcPeak_dBFS_ = level; });
-  HpsdrRadio_bindep6SeqErrors(radio_, [](int32_t count) { only->sequenceBreaks_ = count; });
-  Radio_bindvtrxAdded(asRadio(radio_), [](vtrx* handle, int32_t, int32_t) { only->adopt(handle); });
+  radio_.bindReports([](bool on) { only->adcOverload_ = on; }, [](double level) { only->adcPeak_dBFS_ = level; },
+                     [](int32_t count) { only->sequenceBreaks_ = count; });
+  Radio_bindvtrxAdded(radio_.base(), [](vtrx* handle, int32_t, int32_t) { only->adopt(handle); });
 }
 
 station::~station() {
   endTransmission();
-  Radio_stop(asRadio(radio_));
+  Radio_stop(radio_.base());
   for (auto& r : receivers_) {
     dropComing(*r);
     if (!r->handle) continue;
@@ -62,7 +50,6 @@ station::~station() {
     std::this_thread::sleep_for(pollPause);
   }
   std::this_thread::sleep_for(stopTime); // the stop leaves on the receive thread, behind what waits there; nothing tells of it
-  HpsdrRadio_release(radio_);
   only = nullptr;
 }
 
@@ -71,14 +58,16 @@ receiver* station::add(const receiver& wanted) {
   receivers_.push_back(std::make_unique<receiver>(wanted));
   receiver& r = *receivers_.back();
   if (!r.mode) r.mode = std::make_shared<speechMode>();
-  Radio_addVtrx(asRadio(radio_), r.frequency, 0);
+  Radio_addVtrx(radio_.base(), r.frequency, 0);
   return &r;
 }
 
 transmitter& station::addTransmitter(receiver& r, const transmitSettings& settings) {
+  HpsdrRadio* radio = radio_.transmitting();
+  if (!radio && settings.allowed) throw std::runtime_error("Protocol 2 radios only receive");
   transmitter_ = std::make_unique<transmitter>(settings);
   transmitting_ = &r;
-  transmitter_->prepare(radio_);
+  if (radio) transmitter_->prepare(radio);
   return *transmitter_;
 }
 
@@ -89,7 +78,7 @@ void station::start() {
     poll();
     std::this_thread::sleep_for(pollPause);
   }
-  Radio_start(asRadio(radio_));
+  Radio_start(radio_.base());
 }
 
 void station::poll() {
@@ -105,7 +94,7 @@ bool station::endTransmission() {
   if (transmitter_->withdraw()) pollFor(withdrawal);
   for (poll(); !transmitter_->guard().settled(); poll()) std::this_thread::sleep_for(pollPause);
   if (!transmitter_->guard().stuck()) return true;
-  Radio_setptt(asRadio(radio_), false); // the next word to the radio says so, whatever has become of the fall
+  Radio_setptt(radio_.base(), false); // the next word to the radio says so, whatever has become of the fall
   return false;
 }
 
@@ -124,16 +113,7 @@ void station::adopt(vtrx* handle) {
   r.handle = handle;
   objectsAlive_++;
   asyncObject_bindDeleted(base(handle), [](int32_t) { only ? void(only->objectsAlive_--) : void(); });
-  switch (adopted_++) {
-  case 0: bindReceiver<0>(handle); break;
-  case 1: bindReceiver<1>(handle); break;
-  case 2: bindReceiver<2>(handle); break;
-  case 3: bindReceiver<3>(handle); break;
-  case 4: bindReceiver<4>(handle); break;
-  case 5: bindReceiver<5>(handle); break;
-  case 6: bindReceiver<6>(handle); break;
-  default: bindReceiver<7>(handle); break;
-  }
+  bindReceiver(adopted_++, handle);
   configure(r);
 }
 
@@ -152,6 +132,11 @@ template <size_t n> void station::bindReceiver(vtrx* handle) {
   vtrx_bindnewSpectrum(handle, [](floatArray* frame, double low, double high, int32_t) {
     only->takeFrame(*only->receivers_[n], frame, low, high);
   });
+}
+
+void station::bindReceiver(size_t n, vtrx* handle) {
+  [&]<size_t... all>(std::index_sequence<all...>) { (void)((n == all && (bindReceiver<all>(handle), true)) || ...); }
+  (std::make_index_sequence<mostReceivers>());
 }
 
 void station::takeSignal(receiver& r, double level) {
@@ -262,7 +247,7 @@ void station::setZoom(receiver& r, double zoom) {
 }
 void station::setGain(int32_t gain_dB) {
   settings_.gain_dB = std::clamp(gain_dB, settings_.board.minGain_dB, settings_.board.maxGain_dB);
-  HpsdrRadio_setrxGain(radio_, settings_.gain_dB);
+  radio_.setGain(settings_.gain_dB);
 }
 
 } // namespace larchhost

@@ -1,6 +1,7 @@
 // One radio with its transceivers, driven through the library's plain functions.
 #pragma once
 #include "host/boardProfile.h"
+#include "host/radioObject.h"
 #include "host/spectrumTrace.h"
 #include "host/stationMode.h"
 #include "host/transmitter.h"
@@ -62,7 +63,7 @@ struct stationSettings {
 // polls until the library has let go of them.
 class station {
  public:
-  static constexpr size_t mostReceivers = 8;
+  static constexpr size_t mostReceivers = 17; // sixteen, and one that records
 
   explicit station(const stationSettings& settings);
   ~station();
@@ -71,7 +72,8 @@ class station {
 
   // Before start. The pointer stays valid; throws std::runtime_error beyond mostReceivers.
   receiver* add(const receiver& wanted);
-  // Before start: the receiver that transmits. Without it, and without its `allowed`, the radio object refuses to key.
+  // Before start: the receiver that transmits; throws std::runtime_error where the radio can't and the settings allow it. Without
+  // it, and without its `allowed`, the radio object refuses to key.
   transmitter& addTransmitter(receiver& r, const transmitSettings& settings);
   void start();
   void poll(); // getUpdates, getRenderUpdates, and what the transmitter's rules ask for
@@ -97,6 +99,7 @@ class station {
  private:
   template <size_t n> void bindReceiver(vtrx* handle);
   void pollFor(std::chrono::milliseconds time);
+  void bindReceiver(size_t n, vtrx* handle);
   void takeSignal(receiver& r, double level);
   void takeFrame(receiver& r, floatArray* frame, double low, double high);
   void adopt(vtrx* handle); // the next receiver that waits for its handle
@@ -110,7 +113,7 @@ class station {
 
   static station* only;
   stationSettings settings_;
-  HpsdrRadio* radio_;
+  radioObject radio_;
   std::vector<std::unique_ptr<receiver>> receivers_;
   std::unique_ptr<transmitter> transmitter_;
   receiver* transmitting_ = nullptr; // the one that transmits
