@@ -5,6 +5,7 @@
 #include "runtime/sothreadpool.h"
 #include "sim/bandScene.h"
 #include "sim/protocol1Radio.h"
+#include "tests/radio/addedTransceiver.h"
 #include "tests/support/simulatedClock.h"
 #include "transceiver/vtrx.h"
 #include <chrono>
@@ -53,11 +54,7 @@ class handTurnedRadio {
   handTurnedRadio& operator=(const handTurnedRadio&) = delete;
 
   void add(int32_t vfo) {
-    radio->addVtrx(vfo, 0);
-    transceiver = keptByCore(radio->transceivers.back());
-    keptByCore(transceiver->rxagc.value);
-    keptByCore(transceiver->txagc.value);
-    transceiver->newSpectrum = [](buff<float>* frame, double, double, int32_t) { delete frame; };
+    transceiver = addTransceiver(*radio, vfo);
     transceiver->start();
   }
   void start() {

@@ -1,6 +1,7 @@
 // The Protocol 1 radio with transceivers that transmit, on one thread: each received datagram pays for one sent.
 #pragma once
 #include "modes/modDemod.h"
+#include "tests/radio/addedTransceiver.h"
 #include "tests/radio/hpsdrBench.h"
 #include "tests/support/testSoundCard.h"
 
@@ -47,14 +48,7 @@ struct transmitBench : hpsdrBench {
   const std::vector<std::shared_ptr<vtrx>>& all() const { return radio->transceivers; }
 
   std::shared_ptr<vtrx> add(int32_t vfo = firstVfo, std::shared_ptr<modDemod> mode = nullptr) {
-    radio->addVtrx(vfo, 0);
-    auto v = keptByCore(radio->transceivers.back());
-    keptByCore(v->rxagc.value);
-    keptByCore(v->txagc.value);
-    v->newSpectrum = [](buff<float>* frame, double, double, int32_t) { delete frame; };
-    v->drive.set(255);
-    if (mode) v->setModulation(keptByCore(std::move(mode)));
-    v->start();
+    auto v = addTransmitter(*radio, vfo, std::move(mode));
     runAll();
     return v;
   }

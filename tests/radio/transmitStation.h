@@ -56,14 +56,7 @@ struct transmitStation {
   transmitStation& operator=(const transmitStation&) = delete;
 
   std::shared_ptr<vtrx> add(int32_t vfo, std::shared_ptr<modDemod> mode = nullptr) {
-    radio->addVtrx(vfo, 0);
-    auto v = keptByCore(radio->transceivers.back());
-    keptByCore(v->rxagc.value);
-    keptByCore(v->txagc.value);
-    v->newSpectrum = [](buff<float>* frame, double, double, int32_t) { delete frame; };
-    v->drive.set(255);
-    if (mode) v->setModulation(keptByCore(std::move(mode)));
-    v->start();
+    auto v = addTransmitter(*radio, vfo, std::move(mode));
     settle();
     return v;
   }
@@ -128,7 +121,7 @@ struct transmitStation {
     return one.empty() ? sentDatagram{} : one.back();
   }
 
-  bool silent = useNoSoundCard(); // unless the test has chosen cards before
+  bool silent = useNoSoundCard();  // unless the test has chosen cards before
   sothreadpool* pool = handPool(); // lives on, as the library's does
   std::unique_ptr<sim::protocol1Radio> board;
   std::shared_ptr<watchedRadio> radio;
