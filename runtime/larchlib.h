@@ -502,8 +502,11 @@ LARCH_API void J16FilterRx_bindrx(J16FilterRx* h, larch_int32_cb callback);
 LARCH_API void J16FilterRx_setrx(J16FilterRx* h, int32_t value);
 
 /* ----------------------------------------------------------------------------------------------------------------------
-   HpsdrNpRadio: a radio of openHPSDR Protocol 2, receive only. The same properties as HpsdrRadio's where they exist; it
-   has one hardware receiver at 1 MHz from the start.
+   HpsdrNpRadio: a radio of openHPSDR Protocol 2, receive only: up to sixteen hardware receivers at up to 1536 kHz. The
+   same properties as HpsdrRadio's where they exist; it has one hardware receiver at 1 MHz from the start.
+
+   Frequencies and rxGain reach the radio once in each 32 of its microphone packets, the rate and the number of receivers
+   half a round later: within 43 ms at the usual 750 packets a second. A radio that has gone silent is told nothing.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API HpsdrNpRadio* HpsdrNpRadio_create(void);
 LARCH_API void HpsdrNpRadio_release(HpsdrNpRadio* h);
@@ -511,13 +514,15 @@ LARCH_API void HpsdrNpRadio_release(HpsdrNpRadio* h);
 LARCH_API void HpsdrNpRadio_bindSampleRates(HpsdrNpRadio* h, larch_choice_row_cb callback);
 LARCH_API void HpsdrNpRadio_setSampleRates(HpsdrNpRadio* h, int32_t action, int32_t index, ValueLabelItem* item);
 LARCH_API void HpsdrNpRadio_resetSampleRates(HpsdrNpRadio* h);
-/* ipAddress: dotted IPv4 address of the radio, read at the first start. Default empty. */
+/* ipAddress: dotted IPv4 address of the radio, read at the first start. A text that is none leaves an error line in the
+   log and nothing is started; the next start reads it again. Default empty. */
 LARCH_API void HpsdrNpRadio_bindipAddress(HpsdrNpRadio* h, larch_text_cb callback);
 LARCH_API void HpsdrNpRadio_setipAddress(HpsdrNpRadio* h, const char* text);
 /* Mac: the radio's MAC address, kept for the host. Default empty. */
 LARCH_API void HpsdrNpRadio_bindMac(HpsdrNpRadio* h, larch_text_cb callback);
 LARCH_API void HpsdrNpRadio_setMac(HpsdrNpRadio* h, const char* text);
-/* clockFrequency: clock of the ADC in Hz. Default 122880000. */
+/* clockFrequency: clock of the ADC in Hz, of which the frequency words are shares. In the odd multiples of its half the
+   spectrum is turned round. Default 122880000. */
 LARCH_API void HpsdrNpRadio_bindclockFrequency(HpsdrNpRadio* h, larch_int32_cb callback);
 LARCH_API void HpsdrNpRadio_setclockFrequency(HpsdrNpRadio* h, int32_t value);
 /* frequencyCalibration: kept and reported. Default 1.0. */
@@ -526,7 +531,8 @@ LARCH_API void HpsdrNpRadio_setfrequencyCalibration(HpsdrNpRadio* h, double valu
 /* autoFreqCalib: kept and reported. Default false. */
 LARCH_API void HpsdrNpRadio_bindautoFreqCalib(HpsdrNpRadio* h, larch_bool_cb callback);
 LARCH_API void HpsdrNpRadio_setautoFreqCalib(HpsdrNpRadio* h, bool value);
-/* rxGain: gain of the receive path in dB, maxRxRFGain less the attenuation. Default 0. */
+/* rxGain: gain of the receive path in dB, maxRxRFGain less the attenuation, which the radio is told. The samples are
+   scaled back by it, so that levels stay. Default 0. */
 LARCH_API void HpsdrNpRadio_bindrxGain(HpsdrNpRadio* h, larch_int32_cb callback);
 LARCH_API void HpsdrNpRadio_setrxGain(HpsdrNpRadio* h, int32_t value);
 /* txGain: kept and reported. Default 0. */
@@ -550,13 +556,16 @@ LARCH_API void HpsdrNpRadio_setFwVersion(HpsdrNpRadio* h, int32_t value);
 /* adcOvl: the ADC is overloaded, as of the last status. Default false. */
 LARCH_API void HpsdrNpRadio_bindadcOvl(HpsdrNpRadio* h, larch_bool_cb callback);
 LARCH_API void HpsdrNpRadio_setadcOvl(HpsdrNpRadio* h, bool value);
-/* adcPeak: peak of the raw ADC samples since the last report, 1.0 is full scale. Default 0. */
+/* adcPeak: peak of the raw ADC samples since the last report, 1.0 is full scale; with every 202nd of their datagrams.
+   Default 0. */
 LARCH_API void HpsdrNpRadio_bindadcPeak(HpsdrNpRadio* h, larch_double_cb callback);
 LARCH_API void HpsdrNpRadio_setadcPeak(HpsdrNpRadio* h, double value);
 /* adcPeakDBFS: the same in dB, -100 for silence. Default 0. */
 LARCH_API void HpsdrNpRadio_bindadcPeakDBFS(HpsdrNpRadio* h, larch_double_cb callback);
 LARCH_API void HpsdrNpRadio_setadcPeakDBFS(HpsdrNpRadio* h, double value);
-/* ep6SeqErrors: breaks in the sequence of the sample datagrams, a running count. Default 0. */
+/* ep6SeqErrors: breaks in the sequence of the sample datagrams, a running count of all receivers together. The first
+   datagram of a receiver, and the first after a restart, counts one when the radio doesn't begin at the number that is
+   due. Default 0. */
 LARCH_API void HpsdrNpRadio_bindep6SeqErrors(HpsdrNpRadio* h, larch_int32_cb callback);
 LARCH_API void HpsdrNpRadio_setep6SeqErrors(HpsdrNpRadio* h, int32_t value);
 /* ep4SeqErrors: kept and reported as the host sets it: the raw ADC samples have no sequence check. Default 0. */
