@@ -10,13 +10,19 @@
 namespace larch {
 namespace {
 
+// A client that floods its port keeps the thread busy, which then steps down as a worker does.
 void serve(boost::asio::io_context& context) {
   blockSignals();
-  if (const int refused = raiseThread(workerPriority)) logError("networkThread setmm priority failed {}", refused);
+  workerScheduling scheduling;
+  if (const int refused = scheduling.raise()) logError("networkThread setmm priority failed {}", refused);
   const auto forever = boost::asio::make_work_guard(context);
   for (;;) {
     try {
-      context.run();
+      if (context.poll_one() == 0) {
+        context.run_one();
+        scheduling.slept();
+      }
+      scheduling.betweenTurns();
     } catch (const std::exception& e) {
       logError("networkThread {}", e.what());
     } catch (...) {

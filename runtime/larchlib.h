@@ -1068,16 +1068,27 @@ LARCH_API void proxyModDemod_bindgetTxChunk(proxyModDemod* h, larch_tx_chunk_cb 
 
 /* ----------------------------------------------------------------------------------------------------------------------
    MultiPskModDemod: the transceiver as a radio for the program MultiPSK over TCP; receive only.
+
+   When a transceiver takes the mode it opens a TCP port on every IPv4 address of the machine. There is no password: whoever
+   reaches the port gets the samples and tunes the radio. One client at a time; another one waits until it has gone. The
+   client gets 48,000 samples a second from behind the receive filter (open it: -23000, 23000) in blocks of 512, 16 bits for
+   each part, at a gain that begins at 20,000,000 and only falls: 32,000 at the highest imaginary part so far. A client that
+   reads too slowly misses blocks. It tunes by vtrx's vfo, which reports it; vfo as the host sets it is told to the client
+   while samples flow. The port stays open until the object has gone, also while the transceiver has another mode; the
+   client is answered then, but tunes nothing. The operator hears the real part of the channel; the mode transmits silence.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API MultiPskModDemod* MultiPskModDemod_create(void);
 LARCH_API void MultiPskModDemod_release(MultiPskModDemod* h);
-/* port: TCP port; the next free one when it is taken. Read when the transceiver takes the mode. Default 50001. */
+/* port: TCP port wanted, read when a transceiver takes the mode; then the one in use, reported when it differs: the next
+   free one, of 20 that are tried. When none of them could be had it shows the last one, and the log has a line for each.
+   0: one of the system's choice. A later set changes nothing. Default 50001. */
 LARCH_API void MultiPskModDemod_bindport(MultiPskModDemod* h, larch_int32_cb callback);
 LARCH_API void MultiPskModDemod_setport(MultiPskModDemod* h, int32_t value);
-/* connected: a client is there; a report. Default false. */
+/* connected: a client is there; a report, a set changes nothing. Default false. */
 LARCH_API void MultiPskModDemod_bindconnected(MultiPskModDemod* h, larch_bool_cb callback);
 LARCH_API void MultiPskModDemod_setconnected(MultiPskModDemod* h, bool value);
-/* sending: samples stream to the client. Default false. */
+/* sending: samples stream to the client. It starts and stops them, and so does a set; a client that goes ends them.
+   Default false. */
 LARCH_API void MultiPskModDemod_bindsending(MultiPskModDemod* h, larch_bool_cb callback);
 LARCH_API void MultiPskModDemod_setsending(MultiPskModDemod* h, bool value);
 
