@@ -62,7 +62,9 @@ TEST(pskSteeringTest, severalAreGivenAwayWithoutAWord) {
 TEST(pskSteeringTest, aSignalThatIsTrackedDoesntEndThePass) {
   scanner s;
   for (size_t k = 1; k <= 12; k++) {
-    s.give(*s.searched());
+    const auto found = s.searched();
+    ASSERT_TRUE(found) << k;
+    s.give(*found);
     s.now += 200ms;
     for (size_t tracking = 1; tracking <= k; tracking++) EXPECT_TRUE(s.searched(tracking)) << tracking << " of " << k;
   }
@@ -83,6 +85,7 @@ TEST(pskSteeringTest, theSpeedsDontDisturbEachOther) {
   const pskSteering fresh;
   for (size_t k = 0; k < n; k++) s.used(k, pskSteering::clock::time_point(5s));
   for (size_t k = n; k < 2 * n; k++) EXPECT_EQ(s.activity(k), fresh.activity(k));
+  EXPECT_LT(s.activity(n + 1), s.activity(n + 2));
   s.used(2 * n, pskSteering::clock::time_point(6s)); // an operator's detector
   EXPECT_EQ(s.activity(n + 1), fresh.activity(n + 1));
 }
