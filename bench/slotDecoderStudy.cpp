@@ -112,7 +112,7 @@ std::string numberText(double value) {
 }
 
 std::shared_ptr<JTModDemod> addMode(slotStation& station, const slotKind& kind, const std::string& folder) {
-  const auto mode = station.add(folder, kind.c2 ? 1315 : 100, kind.c2 ? 1685 : 5000);
+  const auto mode = station.add(folder, kind.c2 ? 1300 : 100, kind.c2 ? 1700 : 5000);
   const double values_s = kind.c2 ? 2 * 375 : 12000;
   mode->period.set(static_cast<int32_t>(kind.period_s * 1000));
   mode->SaveMode.set(kind.c2 ? 1 : 0);

@@ -196,7 +196,7 @@ CLI::App* addHell(CLI::App& app, hellOptions& o) {
 CLI::App* addSlots(CLI::App& app, slotOptions& o) {
   CLI::App* slots = app.add_subcommand("slots", "timed-slot modes: a file for each slot, for a decoder, and tones to send");
   addReceiveOptions(*slots, o.receive);
-  slots->add_option("--filter", o.receive.filter, "passband LOW:HIGH in Hz above the frequency; 100:5000, with c2 1315:1685");
+  slots->add_option("--filter", o.receive.filter, "passband LOW:HIGH in Hz above the frequency; 100:5000, with c2 1300:1700");
   slots->add_option("--slot-mode", o.slots.mode, "settings of " + slotModeNames());
   slots->add_option("--period", o.slots.period_ms,
                     "length of a slot in ms, counted from the top of the hour; 15000 if not given");

@@ -28,8 +28,9 @@ constexpr int32_t chunk_ms = 100; // and some: a capture has to be over when the
 constexpr int64_t sampleRate = 48000;
 constexpr int32_t valuesForMs = 12; // of a WAV file
 constexpr int64_t wavHeader = 44, wavValue = 2, c2Header = 26, c2Value = 4;
-// Hz. wsprd looks for the noise within 150 Hz around 1500: the filter is flat there, and nothing folds into it.
-constexpr filterEdges wholeBand{100, 5000}, wsprBand{1315, 1685};
+// Hz. wsprd looks for signals within 110 Hz around 1500, for the noise within 150: with what folds at 187.5 Hz the noise stays
+// within 1 dB there, and what folds into 100 Hz has lost 26 dB.
+constexpr filterEdges wholeBand{100, 5000}, wsprBand{1300, 1700};
 constexpr int32_t besideTones = 200, lowestTone = 50, highestTone = 5500; // Hz
 constexpr int32_t fewestValues = 36000, noLateStart_ms = 60000;           // below which the library sends at any time
 constexpr size_t mostTones = 10000, mostText = 1 << 20, oneEach = 4;

@@ -64,7 +64,7 @@ TEST_F(slotDecodersTest, aWeakWsprStationIsReadFromBothKindsOfFile) {
   folder.run("wsprsim -s -24 -f 20 -o 260621_0000.c2 'K1ABC FN42 33' || true"); // its status tells nothing
   folder.run("mv 260621_0000.c2 original.c2 && mkdir wav c2");
   slotStation station(119.5);
-  const auto wav = station.add(folder.path("wav/"), 100, 5000), c2 = station.add(folder.path("c2/"), 1315, 1685);
+  const auto wav = station.add(folder.path("wav/"), 100, 5000), c2 = station.add(folder.path("c2/"), 1300, 1700);
   wav->samplesPerBlock.set(114 * 12000);
   c2->samplesPerBlock.set(2 * 45000);
   c2->endPadding.set(2 * 6 * 375);
