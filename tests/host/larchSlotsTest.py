@@ -108,7 +108,7 @@ class LarchSlots(talk.LarchTalk):
         self.assertEqual(self.wire.on(), 0)
 
     def test_c2_files_lie_around_1500_hz(self):
-        self.restart_radio("noise -150\ncarrier 14.075510M -60\ncarrier 14.0752M -40\n")  # the louder one would fold
+        self.restart_radio("noise -150\ncarrier 14.075510M -60\ncarrier 14.0751M -40\n")  # the louder one would fold
         done = self.talk("--period", "2000", "--save", "c2", "--slots", "1")
         self.assertEqual(done.returncode, 0, done)
         name = re.search(r"out/(\d{6}_\d{4}\.c2)\n", done.stdout)[1]
