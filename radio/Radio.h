@@ -88,6 +88,8 @@ class Radio : public radioPort {
   template <class Sample> bool processWideband(uint32_t sequence, Sample&& sampleAt, double scale, int32_t meterPackets) {
     constexpr uint32_t quarters = widebandSamples / widebandQuarter;
     const uint32_t quarter = sequence % quarters;
+    if (!widebandFill.data) widebandFill = buff<double>(widebandSamples); // there was no memory
+    if (!widebandFill.data) return false;
     double* to = widebandFill.data + quarter * widebandQuarter;
     int32_t peak = adcPeakRaw;
     for (int i = 0; i < widebandQuarter; i++) {
