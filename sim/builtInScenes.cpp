@@ -25,6 +25,7 @@ cw 7.0365M -74 wpm=20 text="CQ CQ CQ DE Q3BAR Q3BAR Q3BAR +" pause=3
 # calls, and answers whoever calls it
 answer 7.0390M -72 wpm=25 call=Q6SIM cq="CQ CQ CQ CQ DE Q6SIM Q6SIM Q6SIM K" cq_pause=8 text="R R DE Q6SIM Q6SIM GM ES TNX FER CALL UR RST 599 599 NAME IS LARRY LARRY HW? DE Q6SIM K"
 # PSK and radioteletype
+psk 7.04005M -84 mode=bpsk31 text="CQ CQ de Q4DAY Q4DAY, dipole in the garden, pse k" pause=5
 psk 7.04030M -72 mode=bpsk31 text="CQ CQ CQ de Q1PSK Q1PSK Q1PSK pse k" pause=4
 psk 7.04055M -80 mode=bpsk31 text="Q7XYZ de Q4FOX = name is Ada Ada = qth North Hill = hw cpy? Q7XYZ de Q4FOX kn" pause=9
 psk 7.04070M -88 mode=bpsk31 text="The quick brown fox jumps over the lazy dog. 0123456789" pause=3 rate_error=120
@@ -34,6 +35,7 @@ psk 7.04130M -70 mode=bpsk31 text="CQ CQ de Q3BAR Q3BAR. The weather here is fin
 psk 7.04160M -82 mode=bpsk63 text="CQ CQ CQ de Q5LIB Q5LIB Q5LIB, sixty-three baud, pse k" pause=4
 psk 7.04195M -78 mode=bpsk63 text="Q5LIB de Q9TST = all OK, ur 599 599 = 73 es gl de Q9TST sk" pause=8 fade=15,0.05
 psk 7.04230M -85 mode=qpsk63 text="QRZ? QRZ? de Q6SIM Q6SIM, four phases, sixty-three baud" pause=6
+psk 7.04250M -79 mode=bpsk31 text="Q3BAR de Q9SKY Q9SKY = ur 579 579 = name Otto = hw? Q3BAR de Q9SKY kn" pause=6
 psk 7.04270M -74 mode=bpsk31 text="CQ DX CQ DX de Q7XYZ/P Q7XYZ/P" pause=5 rate_error=-80
 rtty 7.0470M -70 text="CQ CQ TEST DE Q1RTY Q1RTY Q1RTY CQ" pause=5
 rtty 7.0480M -78 reverse=yes text="RYRYRYRY DE Q2SIM Q2SIM 599 042 599 042 K" pause=7

@@ -137,6 +137,20 @@ TEST(sceneReaderTest, theBuiltInScenesAreWhole) {
   EXPECT_THROW(makeScene("/no/such/scene"), std::runtime_error);
 }
 
+TEST(sceneReaderTest, eightSteadyStationsAreWhereTheDemoReadsPsk) {
+  constexpr double low = 7039700 + 200, high = 7039700 + 3200; // scripts/demo's frequency, the passband of larch psk
+  std::istringstream demo(demoSceneText());
+  int steady = 0;
+  for (std::string line; std::getline(demo, line);) {
+    if (line.find("mode=bpsk") == std::string::npos) continue; // four phases are read when they are asked for
+    const auto signal = read(line)->signals.at(0);
+    EXPECT_GE(signal->frequency_Hz(), low + 60) << line;
+    EXPECT_LE(signal->frequency_Hz(), high - 60) << line;
+    steady += line.find("fade=") == std::string::npos;
+  }
+  EXPECT_GE(steady, 8);
+}
+
 TEST(sceneReaderTest, theDemosSignalsLeaveEachOtherRoom) {
   const auto demo = makeScene("demo")->current();
   std::vector<double> psk;
@@ -150,7 +164,7 @@ TEST(sceneReaderTest, theDemosSignalsLeaveEachOtherRoom) {
       EXPECT_GE(b->frequency_Hz() + b->occupied().low_Hz, a->frequency_Hz() + a->occupied().high_Hz) << b->describe();
     }
   }
-  ASSERT_EQ(psk.size(), 10u);
+  ASSERT_EQ(psk.size(), 12u);
   EXPECT_GE(psk.front(), 7040000);
   EXPECT_LE(psk.back(), 7043000);
 }
