@@ -2,11 +2,11 @@
 #include "sim/bandScene.h"
 #include "sim/protocol1Radio.h"
 #include "tests/boundary/testHost.h"
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <regex>
 #include <vector>
 
 using namespace testHost;
@@ -23,6 +23,12 @@ void keepVtrx(vtrx* handle, int32_t, int32_t) { added = handle; }
 void keepFile(const char* text) {
   calledOn = std::this_thread::get_id();
   files.push_back(text);
+}
+
+std::string shapeOf(std::string name) {
+  std::replace_if(
+      name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; }, '#');
+  return name;
 }
 
 // The radio's stream runs as fast as the library answers; slots follow the system's clock all the same.
@@ -102,7 +108,7 @@ TEST(jtTest, slotsAreToldAndMessagesGoOut) {
   EXPECT_TRUE(calledOn == std::this_thread::get_id()) << "inside the host's poll";
   const auto [file, tag] = nameAndTag(files[0]);
   EXPECT_EQ(tag, 8) << files[0];
-  EXPECT_TRUE(std::regex_match(file.substr(folder.size()), std::regex("/[0-9]{6}_[0-9]{6}\\.wav"))) << files[0];
+  EXPECT_EQ(shapeOf(file.substr(folder.size())), "/######_######.wav") << files[0];
   EXPECT_GE(timeOf(file), before);
   EXPECT_LE(timeOf(file), time(nullptr));
   EXPECT_EQ(contents(file).size(), 44u + 2 * values);
