@@ -35,6 +35,7 @@ class workerScheduling {
   int raise();  // at thread start: 0 or errno
   void slept(); // after a wait that really waited
   void betweenTurns();
+  bool steppedDown() const { return allowed_ && !raised_; }
 
  private:
   static constexpr int64_t longestRun_ns = 100'000'000;

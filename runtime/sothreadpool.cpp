@@ -88,17 +88,19 @@ bool sothreadpool::turn() {
 void sothreadpool::worker() {
   workerScheduling scheduling;
   if (const int refused = scheduling.raise()) logError("sothreadPool::worker() setmm priority failed {}", refused);
-  std::shared_ptr<asyncObject> next; // a group that this worker goes on with
+  moodycamel::ConsumerToken turns(runQueue_); // the queue has a part for each posting thread: none of them waits for ever
+  std::shared_ptr<asyncObject> next;          // a group that this worker goes on with
   nextOfWorker = &next;
   while (!stop_) {
     std::shared_ptr<asyncObject> self = std::exchange(next, nullptr); // dropped at the end of the turn: the object may die here
     if (!self) {
       waitForWork(scheduling);
-      while (!stop_ && !runQueue_.try_dequeue(self)) {
+      while (!stop_ && !runQueue_.try_dequeue(turns, self)) {
       } // the semaphore promises an entry
     }
     if (self) runEntry(self);
     scheduling.betweenTurns();
+    if (next && scheduling.steppedDown()) post(std::exchange(next, nullptr)); // to a worker that comes from its sleep raised
   }
   nextOfWorker = nullptr;
 }

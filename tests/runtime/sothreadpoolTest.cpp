@@ -2,6 +2,7 @@
 #include "tests/runtime/testGroup.h"
 #include <gtest/gtest.h>
 #include <atomic>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -105,6 +106,28 @@ TEST(sothreadpoolWorkerTest, aLoneWorkerFinishesEveryGroupInItsOrder) {
   while (done < groups * tasks) std::this_thread::yield();
   for (const auto& each : order)
     for (int i = 0; i < tasks; i++) ASSERT_EQ(each[static_cast<size_t>(i)], i);
+}
+
+// However much another group has to do, and whichever thread posted it.
+TEST(sothreadpoolWorkerTest, aGroupThatAlwaysHasWorkLeavesItsTurnToOthers) {
+  static auto* pool = new sothreadpool(1);
+  const auto busy = keptByCore(std::make_shared<asyncObject>(std::make_shared<syncTask>(pool)));
+  const auto other = keptByCore(std::make_shared<asyncObject>(std::make_shared<syncTask>(pool)));
+  constexpr int limit = 100000;
+  std::atomic<bool> posted{false}, otherRan{false}, over{false};
+  std::atomic<int> rounds{0};
+  std::function<void()> again = [&] {
+    while (!posted) std::this_thread::yield();
+    if (otherRan || ++rounds == limit)
+      over = true;
+    else
+      busy->queueSeqProcess(seqTask([&] { again(); }, "test"));
+  };
+  busy->queueSeqProcess(seqTask([&] { again(); }, "test"));
+  other->queueSeqProcess(seqTask([&] { otherRan = true; }, "test"));
+  posted = true;
+  while (!over || !otherRan) std::this_thread::yield();
+  EXPECT_LT(rounds, limit);
 }
 
 TEST_F(sothreadpoolTest, objectMayDieOnThePollingThread) {
