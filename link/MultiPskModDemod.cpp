@@ -25,8 +25,8 @@ MultiPskModDemod::~MultiPskModDemod() { server_->close(); }
 
 buff<float> MultiPskModDemod::demodulate(const cbuff& block) {
   const uint32_t client = client_.load(std::memory_order_relaxed);
-  if (sending.get() && client != 0) {
-    if (takesSamples())
+  if (sending.get()) {
+    if (client != 0 && takesSamples())
       server_->sendSamples(client, multiPskSamples(block, gain_));
     else
       gain_ = multiPskHeldGain(block, gain_);

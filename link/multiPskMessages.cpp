@@ -88,6 +88,10 @@ buff<char> multiPskTune(int32_t frequency) {
   return message;
 }
 
+bool multiPskIsTune(const buff<char>& message) {
+  return message.count == tuneMessageBytes && std::string_view(message.data + lengthBytes, tagBytes) == "Set_HWLO";
+}
+
 double multiPskHeldGain(const cbuff& block, double gain) {
   for (uint64_t i = 0; i < block.count; i++) gain = fallen(gain, block.data[i].imag());
   return gain;

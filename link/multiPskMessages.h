@@ -19,6 +19,7 @@ multiPskRequest multiPskRequestOf(const buff<char>& message);
 buff<char> multiPskVersion();
 buff<char> multiPskCapability();
 buff<char> multiPskTune(int32_t frequency); // Hz
+bool multiPskIsTune(const buff<char>& message);
 
 // Gain for the samples to the client that begins at `multiPskFirstGain` and only falls, so that no imaginary part exceeds 32000.
 // required: the real part isn't tested, so that it may wrap.

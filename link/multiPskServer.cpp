@@ -1,7 +1,9 @@
 #include "link/multiPskServer.h"
+#include "link/multiPskMessages.h"
 #include "link/networkThread.h"
 #include "link/portNumbers.h"
 #include "runtime/log.h"
+#include <algorithm>
 #include <boost/asio/local/connect_pair.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
@@ -22,6 +24,11 @@ struct multiPskServer::connection {
   bool deaf = false; // a write failed: nothing is sent any more
   bool lostReply = false;
   int badLengths = 0;
+
+  void close() {
+    errorCode ignored;
+    socket.close(ignored);
+  }
 };
 
 multiPskServer::multiPskServer(multiPskEvents to)
@@ -88,7 +95,8 @@ void multiPskServer::close() {
   closed_ = true;
   errorCode ignored;
   acceptor_.close(ignored);
-  if (client_) client_->socket.close(ignored);
+  // on its own thread: a write may be going on there, in pieces
+  if (client_) asio::post(networkContext(), [c = client_] { c->close(); });
   wakeNear_.close(ignored);
   wakeFar_.close(ignored);
   if (claimed_) portNumbers::shared().giveBack(*claimed_);
@@ -185,7 +193,8 @@ void multiPskServer::queueReply(uint32_t client, const buff<char>& message) {
   if (closed_ || !client_ || client_->number != client || client_->deaf) return;
   auto& replies = client_->replies;
   if (replies.size() >= mostReplies) {
-    replies.pop_front();
+    const auto frequency = std::find_if(replies.begin(), replies.end(), multiPskIsTune);
+    replies.erase(frequency != replies.end() ? frequency : replies.begin()); // what has been asked for goes last
     if (!std::exchange(client_->lostReply, true)) logError("tcp reply lost");
   }
   replies.push_back(message);

@@ -30,7 +30,7 @@ class multiPskServer : public std::enable_shared_from_this<multiPskServer> {
   // Any thread, once: when it returns the port can be had by others.
   void close();
 
-  // Any thread. When too many wait the oldest one is lost.
+  // Any thread. When too many wait the oldest frequency is lost, or the oldest one of other kinds.
   void reply(uint32_t client, buff<char> message);
   // One thread at a time; rt but for the wake-up of the network thread, a system call. sendSamples after takesSamples has said
   // yes.

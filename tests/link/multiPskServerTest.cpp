@@ -1,6 +1,10 @@
 // The server by itself: to whom it sends.
 #include "link/multiPskServer.h"
+#include "link/multiPskMessages.h"
+#include "link/networkThread.h"
 #include "tests/link/linkTesting.h"
+#include <boost/asio/post.hpp>
+#include <future>
 
 namespace larch::test {
 namespace {
@@ -27,6 +31,7 @@ class multiPskServerTest : public testing::Test {
     return reached();
   }
 
+  logCapture log;
   testGroup g;
   std::shared_ptr<sample> owner = keptByCore(std::make_shared<sample>(g.group));
   uint32_t here = 0, gone = 0; // the last client's number
@@ -78,14 +83,34 @@ TEST_F(multiPskServerTest, repliesWaitInOrder) {
   EXPECT_EQ(client->receive(10), "0123456789");
 }
 
+// The network thread comes late to them: all but the first wait together.
+TEST_F(multiPskServerTest, whereTooManyWaitTheOldestFrequencyIsLostAndNoAnswer) {
+  const auto client = connect();
+  std::promise<void> go;
+  boost::asio::post(networkContext(), [gone = go.get_future().share()] { gone.wait(); });
+  constexpr int tunes = 40, kept = multiPskServer::mostReplies - 1;
+  const auto bytesOf = [](const buff<char>& m) { return std::string(m.data, m.count); };
+  server->reply(1, text("first"));
+  server->reply(1, multiPskVersion());
+  for (int i = 0; i < tunes; i++) server->reply(1, multiPskTune(i));
+  go.set_value();
+  std::string expected = "first" + bytesOf(multiPskVersion());
+  for (int i = tunes - kept; i < tunes; i++) expected += bytesOf(multiPskTune(i));
+  EXPECT_EQ(client->receive(expected.size()), expected);
+}
+
 TEST_F(multiPskServerTest, anOwnerThatHasGoneIsPassedOver) {
   owner.reset();
   linkClient client(*port);
   EXPECT_TRUE(client.send(question() + question()));
   client.close();
+  ASSERT_TRUE(until([&] { return log.times("tcp read err") == 1; }));
   linkClient next(*port);
   EXPECT_TRUE(next.connected());
+  next.close();
+  ASSERT_TRUE(until([&] { return log.times("tcp read err") == 2; }));
   EXPECT_EQ(here, 0u);
+  EXPECT_EQ(gone, 0u);
 }
 
 } // namespace
