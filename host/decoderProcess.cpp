@@ -129,7 +129,12 @@ std::vector<std::string> decoderProcess::takeLines() {
 bool decoderProcess::ended() {
   if (process_ < 0) return true;
   siginfo_t info{};
-  if (waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == 0) return false;
+  const bool known = waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+  if (!known && errno == ECHILD) { // whoever started us has its ends ignored
+    process_ = -1;
+    return true;
+  }
+  if (!known || info.si_pid == 0) return false;
   kill(); // while its number is taken: nobody else is meant
   int status = 0;
   waitpid(process_, &status, 0);

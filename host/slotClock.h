@@ -19,7 +19,7 @@ constexpr int64_t position_ms(time at, int32_t period_ms) {
 // three seconds of a slot at once, without what is over.
 constexpr bool isForNext(time at, int32_t period_ms) {
   constexpr int32_t noLateStart_ms = 60000, lateStart_ms = 3500; // half a second more than that, for the way of the samples
-  return period_ms >= noLateStart_ms || period_ms <= lateStart_ms || position_ms(at, period_ms) >= lateStart_ms;
+  return period_ms >= noLateStart_ms || position_ms(at, period_ms) >= lateStart_ms;
 }
 
 } // namespace larchhost::slotClock

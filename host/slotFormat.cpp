@@ -31,8 +31,8 @@ constexpr int64_t wavHeader = 44, wavValue = 2, c2Header = 26, c2Value = 4;
 // Hz. wsprd looks for signals within 110 Hz around 1500, for the noise within 150: with what folds at 187.5 Hz the noise stays
 // within 1 dB there, and what folds into 100 Hz has lost 26 dB.
 constexpr filterEdges wholeBand{100, 5000}, wsprBand{1300, 1700};
-constexpr int32_t besideTones = 200, lowestTone = 50, highestTone = 5500; // Hz
-constexpr int32_t fewestValues = 36000, noLateStart_ms = 60000;           // below which the library sends at any time
+constexpr int32_t besideTones = 200, lowestTone = 50, highestTone = 5500;            // Hz
+constexpr int32_t fewestValues = 36000, noLateStart_ms = 60000, lateStart_ms = 3500; // below which the library sends at any time
 constexpr size_t mostTones = 10000, mostText = 1 << 20, oneEach = 4;
 constexpr float highestNumber = 1000;
 constexpr std::string_view heading = "Channel symbols";
@@ -159,8 +159,9 @@ void checkTones(const std::vector<float>& tones, const slotFormat& format, int32
   const double from = lowest_Hz + *low * format.toneSpacing_Hz, to = lowest_Hz + *high * format.toneSpacing_Hz;
   if (!(from >= lowestTone) || !(to <= highestTone))
     refuse(fmt::format("the tones lie at {:.0f} to {:.0f} Hz; {} to {} can be sent", from, to, lowestTone, highestTone));
-  if (format.period_ms < noLateStart_ms && format.samplesPerBlock() - format.endPadding() < fewestValues)
-    refuse("nothing is sent in slots of which less than 3 s are recorded as WAV");
+  const bool counted = !format.c2 && format.samplesPerBlock() - format.endPadding() >= fewestValues;
+  if (format.period_ms <= lateStart_ms || (format.period_ms < noLateStart_ms && !counted))
+    refuse("nothing is sent in slots of 3.5 s or less, or of which less than 3 s are recorded as WAV");
 }
 
 } // namespace larchhost

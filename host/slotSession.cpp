@@ -107,7 +107,10 @@ void slotSession::complain(const std::string& text) {
 bool slotSession::press(const keyPress& k) {
   const bool keyed = sender_.guard().keyed();
   if (k.code == key::left || k.code == key::right) return keyed; // the frequency stays while it is on the air
-  if (k.code == key::escape) return sender_.guard().release(), true;
+  if (k.code == key::escape) {
+    if (state_ == message::sending) state_ = message::cut;
+    return sender_.guard().release(), true;
+  }
   if (k.code != key::other) return false;
   switch (k.character) {
   case 'm': return true; // there is one mode

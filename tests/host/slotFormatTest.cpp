@@ -187,7 +187,15 @@ TEST(slotFormatTest, messagesThatDontFitAreRefused) {
   EXPECT_EQ(refused(1, -10, any, 100), "the tones lie at 38 to 38 Hz; 50 to 5500 can be sent");
   slotWishes young;
   young.period_ms = 3000;
-  EXPECT_EQ(refused(1, 0, chooseSlotFormat(young)), "nothing is sent in slots of which less than 3 s are recorded as WAV");
+  const std::string never = "nothing is sent in slots of 3.5 s or less, or of which less than 3 s are recorded as WAV";
+  EXPECT_EQ(refused(1, 0, chooseSlotFormat(young)), never);
+  young.period_ms = 3500;
+  EXPECT_EQ(refused(1, 0, chooseSlotFormat(young)), never);
+  young.period_ms = 4000;
+  EXPECT_EQ(refused(1, 0, chooseSlotFormat(young)), "");
+  young.period_ms = 59000;
+  young.save = "c2";
+  EXPECT_EQ(refused(1, 0, chooseSlotFormat(young)), never);
 }
 
 TEST(slotFormatTest, theTransmitFilterPassesTheTones) {
