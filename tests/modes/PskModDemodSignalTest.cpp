@@ -72,6 +72,24 @@ struct PskModDemodSignalTest : testing::Test {
   void queue(const std::string& text) { mode->queueText(text, static_cast<uint32_t>(mode->text().sentCount())); }
 };
 
+// Symbols of 384 samples at 1500 Hz, which is twelve whole turns each, by the points where they begin and end: k phase kept,
+// r reversed, 0 switched off, 1 switched on, - nothing, ? else.
+std::string keyedIn(const std::vector<std::complex<double>>& out) {
+  std::string symbols;
+  const auto near = [](std::complex<double> a, std::complex<double> b) { return std::abs(a - b) < 0.01; };
+  for (size_t n = 0; n + 384 < out.size(); n += 384) {
+    const std::complex<double> from = out[n], to = out[n + 384];
+    const bool on = near(std::abs(to), 1), wasOn = near(std::abs(from), 1);
+    if (on && wasOn)
+      symbols += near(to, from) ? 'k' : near(to, -from) ? 'r' : '?';
+    else if (on || wasOn)
+      symbols += on && near(from, 0) ? '1' : near(to, 0) ? '0' : '?';
+    else
+      symbols += near(from, 0) && near(to, 0) ? '-' : '?';
+  }
+  return symbols;
+}
+
 std::vector<double> mixed(std::vector<double> a, const std::vector<double>& b) {
   a.resize(std::max(a.size(), b.size()), 0.0);
   for (size_t n = 0; n < b.size(); n++) a[n] += b[n];
@@ -92,6 +110,16 @@ TEST_F(PskModDemodSignalTest, eachModeHasAPrimaryDetectorThatReadsIt) {
     receive(audio("hello " + std::string(m.name), 1500, m.value));
     EXPECT_NE(primaryText.find("hello " + std::string(m.name)), std::string::npos) << m.name << ": " << primaryText;
   }
+}
+
+TEST_F(PskModDemodSignalTest, everyByteButZeroIsRead) {
+  listenToChannels(*mode, std::make_index_sequence<66>());
+  mode->mode.set(16);
+  std::string all;
+  for (int c = 1; c < 256; c++) all += static_cast<char>(c);
+  receive(audio(all, 1500, 16));
+  EXPECT_EQ(primaryText, all);
+  EXPECT_EQ(channelText[62], all);
 }
 
 TEST_F(PskModDemodSignalTest, scanningChannelsFindSignalsOfTheirSpeed) {
@@ -327,9 +355,14 @@ TEST_F(PskModDemodSignalTest, aTildeEndsTheTransmissionWithACarrier) {
   mode->mode.set(16);
   transmit(384 * 40);
   queue("e~more");
-  // one call of many symbols: nothing behind the tilde goes out in it
-  transmit(384 * 60, 384 * 60);
+  // one call of many symbols: nothing behind the tilde goes out in it, and from the symbol behind the carrier's first on (the
+  // sixth: a fetch, two ones, a zero, and the tilde's fetch stand before it) there is nothing but carrier
+  const auto rest = transmit(384 * 60, 384 * 60);
   EXPECT_EQ(sentText, "e~");
+  for (size_t n = 384 * 6 + 1; n < rest.size(); n++) {
+    ASSERT_NEAR(std::abs(rest[n]), 0.707 * std::sqrt(2.0), 1e-9) << n;
+    ASSERT_NEAR(std::arg(rest[n] / rest[n - 1]), -2 * std::acos(-1.0) * 1500 / 48000, 1e-5) << n;
+  }
   const auto out = transmit(384, 384);
   EXPECT_EQ(sentText, "e~m"); // the next call, unless the transceiver finishes
   mode->txFinishing = true;
@@ -350,6 +383,23 @@ TEST_F(PskModDemodSignalTest, aCharacterWithTheHighBitIsToldAndKeysNothing) {
     double least = 1;
     for (size_t n = at; n < at + 400; n++) least = std::min(least, std::abs(with[n]));
     EXPECT_LT(least, 0.02) << at;
+  }
+}
+
+// As signed bytes they are -1 to -3, what a fetch answers to switch off, for a carrier and for idle; any other negative one
+// idles.
+TEST_F(PskModDemodSignalTest, theHighestCharactersSteerTheCarrier) {
+  for (const int32_t value : {16, 17}) {
+    mode->mode.set(value);
+    transmit(384 * 40);
+    sentText.clear();
+    queue("\xFF\xFF\xFE\xFE\xFD\x80\xFF");
+    const auto out = transmit(384 * 12);
+    EXPECT_EQ(sentText, "\xFF\xFF\xFE\xFE\xFD\x80\xFF");
+    EXPECT_EQ(keyedIn(out), "r0-1k"
+                            "rr0"
+                            "1rr")
+        << value;
   }
 }
 
