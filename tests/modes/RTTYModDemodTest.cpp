@@ -27,13 +27,14 @@ class RTTYModDemodTest : public textModeTest<RTTYModDemod> {
     for (auto* trace : traces) delete trace;
     traces.clear();
   }
-  void receive(const std::string& text, double level = 1) {
+  static std::vector<cdouble> signalOf(const std::string& text, double level = 1) {
     rttySender s(2000, level);
     s.idle(6);
     s.frames(codesOf(text));
     s.idle(2);
-    demodulate(s.sent);
+    return s.sent;
   }
+  void receive(const std::string& text, double level = 1) { demodulate(signalOf(text, level)); }
 };
 
 // What is sent, on the other sideband: mark and space keep their places 2000 and 2170, exchanged.
@@ -61,8 +62,13 @@ TEST_F(RTTYModDemodTest, decodedTextReachesTheHostByItsPoll) {
   g.pool->getUpdates();
   EXPECT_NE(heardText.find("CQ DE Q1ABC 599"), std::string::npos) << heardText;
   heardText.clear();
-  mode->demodulate(cbuff(512 * 200, 0.0)); // no poll behind it: nothing is told on the signal's thread
+  const auto again = signalOf("QRZ DE Q1ABC 73");
+  const cbuff block(again.size()); // in one go, without the poll of `demodulate`: nothing is told on the signal's thread
+  std::copy(again.begin(), again.end(), block.data);
+  mode->demodulate(block);
   EXPECT_EQ(heardText, "");
+  g.pool->getUpdates();
+  EXPECT_NE(heardText.find("QRZ DE Q1ABC 73"), std::string::npos) << heardText;
 }
 
 TEST_F(RTTYModDemodTest, decodedTextStandsOnStandardOutputToo) {

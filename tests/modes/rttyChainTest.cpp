@@ -16,6 +16,12 @@ constexpr int32_t centre = 14'080'000, rate = 48000;
 
 std::string heardText, sentText;
 
+// The other sideband: mark and space keep their places 2000 and 2170, exchanged.
+void mirror(std::vector<cdouble>& signal, cdouble level = 1) {
+  for (size_t n = 0; n < signal.size(); n++)
+    signal[n] = level * std::conj(signal[n]) * std::polar(1.0, -2 * pi * 4170 / rate * static_cast<double>(n));
+}
+
 class rttyChainTest : public testing::Test {
  protected:
   rttyChainTest() {
@@ -77,9 +83,7 @@ TEST_F(rttyChainTest, whatIsSentIsHeardOnTheOtherSideband) {
   EXPECT_EQ(sentText, "ryryry " + text + " ~");
   EXPECT_EQ(heardText, "") << "nothing was received";
   for (const cdouble& x : signal) ASSERT_LE(std::abs(x), 1.1);
-  const cdouble turn = std::polar(0.003, 1.0); // a weak signal
-  for (size_t n = 0; n < signal.size(); n++)
-    signal[n] = turn * std::conj(signal[n]) * std::polar(1.0, -2 * pi * 4170 / rate * static_cast<double>(n));
+  mirror(signal, std::polar(0.003, 1.0)); // a weak signal
   signal.resize(signal.size() + rate);
   sim::randomSource noise(1);
   noise.addNoise(signal.data(), signal.size(), 0.003); // 14 dB in 500 Hz
@@ -89,11 +93,15 @@ TEST_F(rttyChainTest, whatIsSentIsHeardOnTheOtherSideband) {
 
 TEST_F(rttyChainTest, asItIsTheTextIsntHeard) {
   use(rtty, 1800, 2400);
-  rtty->queueText("ryryry paris~", 0);
+  rtty->queueText("ryryry paris ~", 0);
   auto signal = transmit(100'000);
   signal.resize(signal.size() + rate);
   receive(signal);
   EXPECT_EQ(heardText.find("PARIS"), std::string::npos);
+  heardText.clear();
+  mirror(signal);
+  receive(signal);
+  EXPECT_NE(heardText.find("PARIS"), std::string::npos) << "the same signal on the other sideband: " << heardText;
 }
 
 // A station of the band: mark below space in frequency, 170 Hz apart.
