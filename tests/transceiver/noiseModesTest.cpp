@@ -5,7 +5,10 @@
 #include "modes/amModDemod.h"
 #include "modes/cwModDemod.h"
 #include "modes/fmModDemod.h"
+#include "modes/fskModDemod.h"
 #include "modes/hellschreiberModDemod.h"
+#include "modes/proxyModDemod.h"
+#include "modes/sigGenModDemod.h"
 #include "modes/ssbModDemod.h"
 #include "sim/randomSource.h"
 #include "tests/transceiver/chainTesting.h"
@@ -140,7 +143,7 @@ TYPED_TEST(noiseModesTest, changedStrengthCountsFromTheNextBlock) {
 
 // The others that give audio hand on what is on the channel.
 template <class Mode> class noiseTextModesTest : public testing::Test {};
-using textModes = testing::Types<PskModDemod, RTTYModDemod, hellschreiberModDemod, JTModDemod>;
+using textModes = testing::Types<PskModDemod, RTTYModDemod, hellschreiberModDemod, JTModDemod, sigGenModDemod, proxyModDemod>;
 TYPED_TEST_SUITE(noiseTextModesTest, textModes);
 
 TYPED_TEST(noiseTextModesTest, audioIsDelayedAsInSpeechAndReduced) {
@@ -155,6 +158,14 @@ TYPED_TEST(noiseTextModesTest, audioIsDelayedAsInSpeechAndReduced) {
   for (size_t i = settled; i < none.out.size(); i++)
     differ = std::max(differ, std::fabs(static_cast<double>(none.out[i]) - all.out[i]));
   EXPECT_GT(differ, 0.1 * std::sqrt(power(none.out, settled))) << "the network does something";
+}
+
+TEST(noiseFskTest, silenceStaysSilenceAtAnyStrength) {
+  for (const double strength : {0.0, 50.0, 100.0}) {
+    const auto heard = receiver<fskModDemod>().run(60, [=](int) { return strength; });
+    ASSERT_EQ(heard.out.size(), 60 * block);
+    EXPECT_EQ(heard.out, std::vector<float>(heard.out.size(), 0.0f)) << strength;
+  }
 }
 
 // 64 samples go past the network: eight blocks later, and one of nine is lost.
