@@ -69,15 +69,6 @@ def dot_at(wpm):
 class LarchCw(talk.LarchTalk):
     """With the radio, the wire and the terminal of the tests for speech."""
 
-    def restart_radio(self, scene, *options):
-        self.radio.send_signal(signal.SIGINT)
-        self.radio.communicate(timeout=PATIENCE)
-        with open(self.path("scene.txt"), "w") as f:
-            f.write(scene)
-        self.radio = subprocess.Popen([f"{BUILD}/larch-sim", "--bind", self.wire.radio, "--scene", self.path("scene.txt"), "--quiet", *options],
-                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-        self.assertIn(self.wire.radio, self.radio.stdout.readline())
-
     def command(self, *arguments):
         return [f"{BUILD}/larch", "--log", self.path("larch.log"), "cw", "--radio", self.address, "--rate", "48k",
                 *([] if "--freq" in arguments else ["--freq", "7.01M"]), *([] if "--audio" in arguments else ["--audio", "none"]), *arguments]

@@ -41,15 +41,6 @@ def lives(process):
 class LarchSlots(talk.LarchTalk):
     """With the radio and the wire of the tests for speech."""
 
-    def restart_radio(self, scene, *options):
-        self.radio.send_signal(signal.SIGINT)
-        self.radio.communicate(timeout=PATIENCE)
-        with open(self.path("scene.txt"), "w") as f:
-            f.write(scene)
-        self.radio = subprocess.Popen([f"{BUILD}/larch-sim", "--bind", self.wire.radio, "--scene", self.path("scene.txt"), "--quiet", *options],
-                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-        self.assertIn(self.wire.radio, self.radio.stdout.readline())
-
     def command(self, *arguments):
         return [f"{BUILD}/larch", "--log", self.path("larch.log"), "slots", "--radio", self.address, "--rate", "48k", "--freq", "14.074M",
                 "--audio", "none", "--dir", self.path("out"), *arguments]

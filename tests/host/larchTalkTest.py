@@ -201,6 +201,15 @@ class LarchTalk(unittest.TestCase):
     def tone(self, frequency=1000, amplitude=0.5):
         self.microphone(lambda t: amplitude * math.sin(2 * math.pi * frequency * t))
 
+    def restart_radio(self, scene, *options):
+        self.radio.send_signal(signal.SIGINT)
+        self.radio.communicate(timeout=PATIENCE)
+        with open(self.path("scene.txt"), "w") as f:
+            f.write(scene)
+        self.radio = subprocess.Popen([f"{BUILD}/larch-sim", "--bind", self.wire.radio, "--scene", self.path("scene.txt"), "--quiet", *options],
+                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.assertIn(self.wire.radio, self.radio.stdout.readline())
+
     def command(self, *arguments):
         return [f"{BUILD}/larch", "--log", self.path("larch.log"), "talk", "--radio", self.address, "--freq", "7.1M", "--rate", "48k",
                 "--audio", "none", *([] if "--input" in arguments else ["--input", self.input]), *arguments]

@@ -2,6 +2,7 @@
 #include "link/MultiPskModDemod.h"
 #include "platform/clock.h"
 #include "tests/link/linkClient.h"
+#include "tests/support/workingStation.h"
 #include "tests/transceiver/chainTesting.h"
 #include <atomic>
 #include <gtest/gtest.h>
@@ -11,36 +12,6 @@ namespace {
 
 constexpr int32_t centre = 7'040'000, rate = 48000;
 constexpr int rounds = 300, visits = 40;
-
-class quietRadio : public radioPort {
- public:
-  using radioPort::radioPort;
-  void setRxFrequency(int32_t, const std::shared_ptr<vtrx>&, int32_t) override { tunings++; }
-  void setPtt(const std::shared_ptr<vtrx>&) override {}
-  void transmit(cbuff) override {}
-  void removeVtrx(const std::shared_ptr<vtrx>& t) override {
-    t->queueSeqProcess(seqTask([t] { t->detach(); }, "detach"));
-    removed = true;
-  }
-  std::atomic<int> tunings{0};
-  std::atomic<bool> removed{false};
-};
-
-template <class X, class Body> void post(const std::shared_ptr<X>& object, Body body) {
-  asyncObject& base = *object;
-  base.queueSeqProcess(seqTask([object, body] { body(*object); }, "test"));
-}
-template <class X, class Body> void set(const std::shared_ptr<X>& object, Body body) {
-  asyncObject& base = *object;
-  base.queueSetItem(seqTask([object, body] { body(*object); }, "test.set"));
-}
-
-bool waitFor(const std::function<bool()>& condition) {
-  constexpr int64_t limit_ns = 60'000'000'000, pause_ns = 200'000;
-  for (const int64_t start = monotonicNow_ns(); !condition(); sleepFor_ns(pause_ns))
-    if (monotonicNow_ns() > start + limit_ns) return false;
-  return true;
-}
 
 // Reads until the answer; false when something isn't whole.
 bool answered(linkClient& client) {
@@ -69,7 +40,7 @@ TEST(multiPskConcurrentTest, clientsComeAndGoWhileTheChainRuns) {
   static auto* pool = new sothreadpool(3); // workers live until the process ends
   const auto signalGroup = std::make_shared<syncTask>(pool), radioGroup = std::make_shared<syncTask>(pool);
   const auto others = std::make_shared<syncTask>(pool);
-  const auto radio = keptByCore(std::make_shared<quietRadio>(radioGroup));
+  const auto radio = keptByCore(std::make_shared<workingRadio>(radioGroup));
   const auto t = keptByCore(std::make_shared<vtrx>(signalGroup));
   t->radio = radio;
   t->init();

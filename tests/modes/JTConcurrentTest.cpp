@@ -3,6 +3,7 @@
 #include "modes/slotMailbox.h"
 #include "platform/clock.h"
 #include "tests/modes/chirpCaptureTesting.h"
+#include "tests/support/workingStation.h"
 #include "tests/transceiver/chainTesting.h"
 #include <atomic>
 #include <functional>
@@ -17,37 +18,6 @@ constexpr int rounds = 400;
 
 std::atomic<int64_t> utc{1'795'000'000'000'000'000};
 int filesTold = 0, pttsSeen = 0;
-
-class keyedRadio : public radioPort {
- public:
-  using radioPort::radioPort;
-  void setRxFrequency(int32_t, const std::shared_ptr<vtrx>&, int32_t) override {}
-  void setPtt(const std::shared_ptr<vtrx>& t) override { keyed = t->ptt.get(); }
-  void transmit(cbuff block) override { samples += block.count; }
-  void removeVtrx(const std::shared_ptr<vtrx>& t) override {
-    t->queueSeqProcess(seqTask([t] { t->detach(); }, "detach"));
-    removed = true;
-  }
-  std::atomic<uint64_t> samples{0};
-  std::atomic<bool> keyed{false}, removed{false};
-};
-
-template <class X, class Body> void post(const std::shared_ptr<X>& object, Body body) {
-  asyncObject& base = *object;
-  base.queueSeqProcess(seqTask([object, body] { body(*object); }, "test"));
-}
-template <class X, class Body> void set(const std::shared_ptr<X>& object, Body body) {
-  asyncObject& base = *object;
-  base.queueSetItem(seqTask([object, body] { body(*object); }, "test.set"));
-}
-
-// False after a time that only a broken machine needs.
-bool waitFor(const std::function<bool()>& condition) {
-  constexpr int64_t limit_ns = 60'000'000'000, pause_ns = 200'000;
-  for (const int64_t start = monotonicNow_ns(); !condition(); sleepFor_ns(pause_ns))
-    if (monotonicNow_ns() > start + limit_ns) return false;
-  return true;
-}
 
 int64_t steadyNow() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -89,7 +59,7 @@ TEST(JTConcurrentTest, messagesAndSetsComeWhileSlotsBeginAndEnd) {
   static auto* pool = new sothreadpool(3); // workers live until the process ends
   const auto signalGroup = std::make_shared<syncTask>(pool), radioGroup = std::make_shared<syncTask>(pool);
   const auto others = std::make_shared<syncTask>(pool);
-  const auto radio = keptByCore(std::make_shared<keyedRadio>(radioGroup));
+  const auto radio = keptByCore(std::make_shared<workingRadio>(radioGroup));
   const auto t = keptByCore(std::make_shared<vtrx>(signalGroup));
   t->radio = radio;
   t->init();
@@ -106,9 +76,10 @@ TEST(JTConcurrentTest, messagesAndSetsComeWhileSlotsBeginAndEnd) {
 
   // the radio's side, at a pace that the host sets; a round is a fifth of a second of UTC
   std::atomic<int> allowed{0}, done{0};
-  std::jthread radioThread([&] {
+  std::jthread radioThread([&](const std::stop_token& stop) {
     for (int i = 0; i < rounds; i++) {
-      while (allowed.load() <= i) sleepFor_ns(50'000);
+      while (allowed.load() <= i && !stop.stop_requested()) sleepFor_ns(50'000);
+      if (stop.stop_requested()) return;
       utc += 200'000'000;
       for (int k = 0; k < 3; k++) post(t, [](vtrx& v) { v.processRxChunk(cbuff(512, 0.1), centre, rate, {}, 0, 0); });
       for (int k = 0; k < 3; k++) post(t, [](vtrx& v) { v.modulateTask(); });

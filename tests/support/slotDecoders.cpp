@@ -9,7 +9,7 @@
 namespace larch::test {
 
 std::string missingDecoders() {
-  const int status = std::system("command -v ft8sim ft8code jt9 wsprsim wsprd >/dev/null 2>&1");
+  const int status = std::system("command -v ft8sim ft8code ft4code jt9 wsprsim wsprd >/dev/null 2>&1");
   if (status == 0) return {};
   return "the decoders are missing: apt-get install --no-install-recommends wsjtx";
 }
