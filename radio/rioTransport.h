@@ -45,8 +45,8 @@ class rioTransport {
   // protocol2: the first `length` bytes of the slot to that port of the radio. 0, or -1 and logged.
   int send(int index, uint16_t port, uint32_t length);
 
-  // The next datagram's slot, in order of arrival, or -1: after 10 ms without one, or (protocol2) 0.25 ms with all slots out. At most `limit` datagrams are taken over at a
-  // time; with a limit below 1 nothing is.
+  // The next datagram's slot, in order of arrival, or -1: after 10 ms without one, or (protocol2) 0.25 ms with all slots out. At
+  // most `limit` datagrams are taken over at a time; with a limit below 1 nothing is.
   int waitReceive(int limit);
   // Back to the kernel, in any order. A slot that isn't out is logged and left as it is.
   void releaseReceive(int index);
