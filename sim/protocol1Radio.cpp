@@ -45,7 +45,7 @@ uint16_t protocol1Radio::port() const { return socket.local().port; }
 // ---- from the host
 
 size_t protocol1Radio::poll() {
-  if (worker.joinable()) return 0; // the thread does it
+  if (byItself) return 0; // the thread does it
   const std::lock_guard lock(guard);
   return take();
 }
@@ -101,8 +101,7 @@ void protocol1Radio::handleStart(uint8_t bits, const endpointAddress& sender) {
   if (echo) echo->restart();
   origin = lastArrival = std::chrono::steady_clock::now();
   originTrue_s = byHand_s = stream.clock.trueTime_s();
-  if (worker.joinable())
-    setUtcGuarded(std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count());
+  if (byItself) setUtcGuarded(std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count());
   lastData_s = stream.clock.radioTime_s();
 }
 
@@ -240,6 +239,7 @@ void protocol1Radio::watchHost() {
 void protocol1Radio::run() {
   if (worker.joinable()) return;
   stopping = false;
+  byItself = true;
   worker = std::thread([this] { loop(); });
 }
 
@@ -251,6 +251,7 @@ void protocol1Radio::stop() {
   }
   socket.wake();
   worker.join();
+  byItself = false;
   const std::lock_guard lock(guard);
   keep(monitor.finish());
 }
@@ -299,7 +300,7 @@ bool protocol1Radio::turn() {
 
 bool protocol1Radio::waitUntil(const std::function<bool(const radioReport&)>& condition, std::chrono::milliseconds timeout) {
   const auto end = std::chrono::steady_clock::now() + timeout;
-  if (worker.joinable()) {
+  if (byItself) {
     std::unique_lock lock(guard);
     return changed.wait_until(lock, end, [&] { return condition(reportGuarded()); });
   }

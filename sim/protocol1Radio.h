@@ -1,5 +1,6 @@
 // A simulated Protocol 1 radio on a UDP socket.
 #pragma once
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -159,6 +160,7 @@ class protocol1Radio {
   std::function<void(const registerWrite&)> listener;
   std::function<void(const std::string&)> deviceListener;
   std::function<void(const transmission&)> transmissionListener;
+  std::atomic<bool> byItself = false; // from run() to the end of stop(); unlike `worker` the thread may ask it
   std::thread worker;
 };
 

@@ -41,7 +41,7 @@ std::string protocol2Radio::address() const { return ports.address(); }
 // ---- from the host
 
 size_t protocol2Radio::poll() {
-  if (worker.joinable()) return 0; // the thread does it
+  if (byItself) return 0; // the thread does it
   const std::lock_guard lock(guard);
   return take();
 }
@@ -137,6 +137,7 @@ void protocol2Radio::watchHost() {
 void protocol2Radio::run() {
   if (worker.joinable()) return;
   stopping = false;
+  byItself = true;
   worker = std::thread([this] { loop(); });
 }
 
@@ -148,6 +149,7 @@ void protocol2Radio::stop() {
   }
   ports.wake();
   worker.join();
+  byItself = false;
 }
 
 void protocol2Radio::loop() {
@@ -181,7 +183,7 @@ int64_t protocol2Radio::turn() {
 
 bool protocol2Radio::waitUntil(const std::function<bool(const p2Report&)>& condition, std::chrono::milliseconds timeout) {
   const auto end = std::chrono::steady_clock::now() + timeout;
-  if (worker.joinable()) {
+  if (byItself) {
     std::unique_lock lock(guard);
     return changed.wait_until(lock, end, [&] { return condition(reportGuarded()); });
   }

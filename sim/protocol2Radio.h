@@ -1,5 +1,6 @@
 // A simulated Protocol 2 radio on its UDP ports.
 #pragma once
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -102,6 +103,7 @@ class protocol2Radio {
   double lastHeard_s = 0; // radio time
   std::chrono::steady_clock::time_point origin{};
   double originTrue_s = 0, byHand_s = 0;
+  std::atomic<bool> byItself = false; // from run() to the end of stop(); unlike `worker` the thread may ask it
   std::thread worker;
 };
 
