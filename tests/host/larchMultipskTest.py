@@ -2,12 +2,14 @@
 """larch multipsk against the simulated radio, with a client that speaks MultiPSK's side. Usage: larchMultipskTest.py BUILD_FOLDER [test ...]"""
 import cmath
 import os
+import queue
 import re
 import signal
 import socket
 import struct
 import subprocess
 import sys
+import threading
 import time
 import unittest
 
@@ -18,6 +20,19 @@ from larchTalkTest import Screen
 RATE = 48000
 CARRIER = 7050000  # Hz, of the scene
 CAPABILITY = b"HWMPcapa\x08LarchRig\x031.0\x05Hello\x013\x0548000\x0f24000..40000000\x00"
+
+
+class Wait:
+    """One wait, whatever it is made of, fails when PATIENCE is over."""
+
+    def __init__(self, awaited):
+        self.awaited, self.end = awaited, time.monotonic() + PATIENCE
+
+    def left(self):
+        left = self.end - time.monotonic()
+        if left <= 0:
+            raise AssertionError(f"{PATIENCE} s have gone without {self.awaited}")
+        return left
 
 
 class Client:
@@ -33,18 +48,22 @@ class Client:
     def say(self, tag, payload=b""):
         self.socket.sendall(struct.pack("<I", 8 + len(payload)) + tag + payload)
 
-    def exactly(self, count):
+    def exactly(self, count, wait):
         data = b""
         while len(data) < count:
-            piece = self.socket.recv(count - len(data))
+            self.socket.settimeout(wait.left())
+            try:
+                piece = self.socket.recv(count - len(data))
+            except TimeoutError:
+                continue
             if not piece:
-                raise EOFError
+                raise EOFError(f"the radio has closed the link before {wait.awaited}")
             data += piece
         return data
 
-    def hear(self):
+    def hear(self, wait):
         """The next message; samples and frequencies are kept."""
-        message = self.exactly(struct.unpack("<I", self.exactly(4))[0])
+        message = self.exactly(struct.unpack("<I", self.exactly(4, wait))[0], wait)
         if message[:8] == b"TXHWdata":
             assert struct.unpack("<I", message[8:12])[0] == len(message) - 12, message[:16]
             self.samples += [complex(i, q) for i, q in struct.iter_unpack("<2h", message[12:])]
@@ -53,11 +72,18 @@ class Client:
         return message
 
     def ask(self, tag):
+        wait = Wait(f"an answer to {tag}")
         self.say(tag)
         while True:
-            message = self.hear()
+            message = self.hear(wait)
             if message[:8] == tag:
                 return message
+
+    def hear_frequency(self):
+        wait = Wait("a word of the radio's frequency")
+        while not self.told:
+            self.hear(wait)
+        return self.told
 
     def begin(self, frequency):
         self.say(b"InitHWMP", b"\x00" * 5 + struct.pack("<IB", frequency, 0))
@@ -68,28 +94,22 @@ class Client:
     def stop(self):
         self.say(b"Bug_on_P")
 
-    def level(self, frequency, count=4800):
-        """Magnitude of one frequency in the next samples."""
-        self.samples.clear()
-        while len(self.samples) < count:
-            self.hear()
-        return abs(sum(z * cmath.exp(-2j * cmath.pi * frequency * k / RATE) for k, z in enumerate(self.samples[:count]))) / count
-
-    def hear_carrier(self, frequency):
+    def hear_carrier(self, pitch):
         """Until it stands at this pitch, on this side, clear of the other; the retuned radio's signal comes a little later."""
-        end = time.time() + PATIENCE
-        while time.time() < end:
-            here = self.level(frequency)
-            there = abs(sum(z * cmath.exp(2j * cmath.pi * frequency * k / RATE) for k, z in enumerate(self.samples[:4800]))) / 4800
-            if here > 100 * max(there, 1) and here > 1000:
-                return True
-        return False
+        wait, count, here, there = Wait(f"the carrier at {pitch} Hz"), 4800, 0, 0
+        while here <= 1000 or here <= 100 * there:
+            self.samples.clear()
+            while len(self.samples) < count:
+                self.hear(wait)
+            here, there = (abs(sum(z * cmath.exp(-2j * cmath.pi * f * k / RATE) for k, z in enumerate(self.samples[:count]))) / count
+                           for f in (pitch, -pitch))
 
 
 class LarchMultipsk(program.LarchProgram):
     def setUp(self):
         super().setUp()
-        self.started = self.client = self.screen = None
+        self.started = self.client = self.screen = self.reader = None
+        self.lines = queue.Queue()  # of the program; None: its end
 
     def tearDown(self):
         if self.client:
@@ -97,9 +117,9 @@ class LarchMultipsk(program.LarchProgram):
         if self.started and self.started.poll() is None:
             self.started.kill()
             self.started.wait(timeout=PATIENCE)
-        for pipe in (self.started.stdout, self.started.stderr) if self.started else ():
-            if pipe:
-                pipe.close()
+        if self.reader:
+            self.reader.join()
+            self.started.stdout.close()
         if self.screen:
             self.screen.close()
         super().tearDown()
@@ -108,16 +128,41 @@ class LarchMultipsk(program.LarchProgram):
         return self.command("multipsk", "--radio", self.address, "--audio", "none", "--rate", "48k", "--freq", "7.1M", *arguments)
 
     def start(self, *arguments):
-        self.started = subprocess.Popen(self.multipsk(*arguments), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        with open(self.path("errors.txt"), "w") as errors:
+            self.started = subprocess.Popen(self.multipsk(*arguments), stdout=subprocess.PIPE, stderr=errors, text=True)
+        self.reader = threading.Thread(target=self.read_lines)
+        self.reader.start()
+
+    def read_lines(self):
+        for line in self.started.stdout:
+            self.lines.put(line)
+        self.lines.put(None)
+
+    def errors(self):
+        with open(self.path("errors.txt")) as errors:
+            return errors.read()
+
+    def next_line(self, wait):
+        while True:
+            try:
+                return self.lines.get(timeout=wait.left())
+            except queue.Empty:
+                pass  # left() tells
 
     def line(self, pattern):
         """The next line that has this; no other line may tell of the client."""
+        wait = Wait(f"a line with '{pattern}'")
         while True:
-            line = self.started.stdout.readline()
-            self.assertTrue(line, f"the program has ended before {pattern}")
+            line = self.next_line(wait)
+            self.assertIsNotNone(line, f"the program has ended before '{pattern}': {self.errors()}")
             if found := re.search(pattern, line):
                 return found
             self.assertNotRegex(line, "MultiPSK|sending")
+
+    def rest(self):
+        """All lines up to the program's end."""
+        wait = Wait("the program's end")
+        return "".join(iter(lambda: self.next_line(wait), None))
 
     def test_a_client_gets_the_carrier_at_its_pitch_and_tunes(self):
         self.start_radio()
@@ -130,11 +175,11 @@ class LarchMultipsk(program.LarchProgram):
         client.begin(CARRIER - 1000)
         self.line(r"MultiPSK tunes to 7\.049\.000")
         self.line("sending samples")
-        self.assertTrue(client.hear_carrier(1000))
+        client.hear_carrier(1000)
         self.assertEqual(client.told, [], "what it said itself comes back")
         client.tune(CARRIER + 2500)
         self.line(r"MultiPSK tunes to 7\.052\.500")
-        self.assertTrue(client.hear_carrier(-2500))
+        client.hear_carrier(-2500)
         client.stop()
         self.line("sending has ended")
         client.close()
@@ -143,11 +188,10 @@ class LarchMultipsk(program.LarchProgram):
         self.line("MultiPSK has connected")
         self.assertEqual(self.client.ask(b"Pversion"), b"Pversion\x00")
         self.client.begin(CARRIER - 500)
-        self.assertTrue(self.client.hear_carrier(500))
+        self.client.hear_carrier(500)
         self.started.send_signal(signal.SIGINT)  # while samples flow
-        out, err = self.started.communicate(timeout=PATIENCE)
-        self.assertEqual(self.started.returncode, 0, err)
-        self.assertIn("spectrum frames", out)
+        self.assertIn("spectrum frames", self.rest())
+        self.assertEqual(self.started.wait(timeout=PATIENCE), 0, self.errors())
 
     def test_a_taken_port_is_passed_over(self):
         self.start_radio()
@@ -180,25 +224,21 @@ class LarchMultipsk(program.LarchProgram):
         self.screen.text = ""
         self.screen.type(b"m\x1b[C")  # the mode stays; right: 100 Hz
         self.wait_for_picture(r"7\.050\.100 MultiPSK")
-        while not client.told:
-            client.hear()
-        self.assertEqual(client.told, [CARRIER + 100])
+        self.assertEqual(client.hear_frequency(), [CARRIER + 100])
         self.screen.type(b"q")
         self.assertEqual(self.wait_for_end(), 0)
 
     def wait_for_picture(self, pattern):
-        end = time.time() + PATIENCE
+        wait = Wait(f"'{pattern}' in the terminal")
         while not re.search(pattern, self.screen.text):
-            self.assertLess(time.time(), end, pattern)
             self.screen.read()
-            time.sleep(0.02)
+            time.sleep(min(0.02, wait.left()))
 
     def wait_for_end(self):
-        end = time.time() + PATIENCE
+        wait = Wait("the program's end")
         while self.started.poll() is None:
-            self.assertLess(time.time(), end)
             self.screen.read()
-            time.sleep(0.02)
+            time.sleep(min(0.02, wait.left()))
         return self.started.returncode
 
 
