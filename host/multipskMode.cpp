@@ -1,4 +1,5 @@
 #include "host/multipskMode.h"
+#include "host/multipskPort.h"
 #include "host/textValues.h"
 #include <fmt/format.h>
 #include <stdexcept>
@@ -6,8 +7,6 @@
 
 namespace larchhost {
 namespace {
-
-constexpr int32_t lastAttempt = 19; // numbers above the one that was asked for
 
 asyncObject* base(void* handle) { return static_cast<asyncObject*>(handle); }
 
@@ -54,9 +53,11 @@ void multipskMode::watch(vtrx* transceiver) {
 
 void multipskMode::takePort() {
   tried_ = true;
-  news_.push_back(fmt::format("waiting for MultiPSK on port {} of any address of this machine; there is no password", port_));
-  if (wanted_ > 0 && port_ == wanted_ + lastAttempt)
-    news_.push_back("many ports were taken: if MultiPSK can't connect, the log tells whether this one was, too");
+  if (listensAt(port_))
+    news_.push_back(fmt::format("waiting for MultiPSK on port {} of any address of this machine; there is no password", port_));
+  else
+    fault_ =
+        fmt::format("no port for MultiPSK: {} to {} can't be had; the log says why, choose another with --port", wanted_, port_);
 }
 
 void multipskMode::tell(bool& state, bool now, const char* on, const char* off) {

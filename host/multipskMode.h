@@ -24,9 +24,10 @@ class multipskMode : public stationMode {
 
   void watch(vtrx* transceiver); // once it has been given the mode
   bool watching() const { return watching_; }
-  std::string state() const;              // of the port and its client, as shown
-  std::vector<std::string> takeNews();    // what has happened since the last call, a line each
-  std::optional<int32_t> takeFrequency(); // Hz, when the client has tuned since the last call
+  const std::string& fault() const { return fault_; } // why there will never be a client; empty: nothing speaks against one
+  std::string state() const;                          // of the port and its client, as shown
+  std::vector<std::string> takeNews();                // what has happened since the last call, a line each
+  std::optional<int32_t> takeFrequency();             // Hz, when the client has tuned since the last call
 
  private:
   void takePort();
@@ -38,6 +39,7 @@ class multipskMode : public stationMode {
   std::optional<int32_t> frequency_;
   bool watching_ = false, tried_ = false, connected_ = false, sending_ = false;
   std::vector<std::string> news_;
+  std::string fault_;
 };
 
 } // namespace larchhost

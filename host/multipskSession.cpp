@@ -1,11 +1,13 @@
 #include "host/multipskSession.h"
 #include "host/console.h"
 #include <algorithm>
+#include <stdexcept>
 
 namespace larchhost {
 
 void multipskSession::polled() {
   if (!mode_.watching() && first().demodulator) mode_.watch(first().handle);
+  if (!mode_.fault().empty()) throw std::runtime_error(mode_.fault());
   tellNews();
 }
 

@@ -3,6 +3,7 @@
 import cmath
 import os
 import queue
+import random
 import re
 import signal
 import socket
@@ -202,6 +203,31 @@ class LarchMultipsk(program.LarchProgram):
         self.assertTrue(port < found < port + 20, (port, found))
         self.client = Client(found)
         self.assertEqual(self.client.ask(b"Pversion"), b"Pversion\x00")
+
+    def test_without_a_free_port_it_says_so_and_ends(self):
+        self.start_radio()
+        held, port = self.hold_ports(20)
+        done = subprocess.run(self.multipsk("--port", str(port)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=PATIENCE)
+        self.assertEqual(done.returncode, 1, done)
+        self.assertIn(f"no port for MultiPSK: {port} to {port + 19} can't be had", done.stderr)
+        self.assertNotIn("waiting", done.stdout)
+        held.pop().close()  # the twentieth will do
+        self.start("--port", str(port))
+        self.line(f"waiting for MultiPSK on port {port + 19} ")
+
+    def hold_ports(self, count):
+        """So many ports in a row, below those of the system's choice and of the other tests; and the first of them."""
+        for _ in range(100):
+            first, held = random.randrange(12000, 19000), []
+            try:
+                for port in range(first, first + count):
+                    held.append(socket.create_server(("0.0.0.0", port)))
+                    self.addCleanup(held[-1].close)
+                return held, first
+            except OSError:  # one is taken
+                for taken in held:
+                    taken.close()
+        self.fail(f"no {count} free ports in a row")
 
     def test_bad_words_get_clear_errors(self):
         for arguments in (("--port", "65536"), ("--width", "50000"), ("--transmit",)):
