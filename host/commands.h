@@ -37,70 +37,60 @@ struct listenOptions {
   int32_t transverter_Hz = 0;
 };
 
-struct talkOptions {
-  listenOptions receive; // with no further receivers
+// Of each command that transmits.
+struct transmitOptions {
   bool transmit = false;
-  std::string input; // microphone: device id, part of a name, "none"; empty: the system's default
   int32_t drive = 0;
-  bool vox = false, delay = false, twoTone = false, noAmplifier = false, radioKeys = false;
+  int32_t timeout_s{transmitGuard::defaultTimeout.count()};
+  bool noAmplifier = false;
+};
+
+// Of each command that sends what is typed.
+struct textOptions : transmitOptions {
+  std::string text; // sent at once
+};
+
+struct talkOptions : transmitOptions {
+  listenOptions receive; // with no further receivers
+  std::string input;     // microphone: device id, part of a name, "none"; empty: the system's default
+  bool vox = false, delay = false, twoTone = false, radioKeys = false;
   double voxThreshold = 0.2, voxHold_s = 0.5;
   std::string equaliser; // file, or points
   std::string filter = "300:2700";
   int32_t offset_Hz = 0;
-  int32_t timeout_s = 180;
   double ptt_s = 0; // 0: keyed by hand, VOX or signal
 };
 
-struct cwOptions {
+struct cwOptions : textOptions {
   listenOptions receive; // with no further receivers; neither mode nor filter
-  bool transmit = false;
-  std::string text; // sent at once
-  std::string key;  // device of a straight key
+  std::string key;       // device of a straight key
   double wpm = 25;
   double pitch_Hz = 650, sidetone = 0.3; // 1 is full scale
   int32_t width_Hz = 500;
   int32_t hang_ms = 500;
-  int32_t drive = 0;
   int32_t offset_Hz = 0;
-  int32_t timeout_s = 180;
-  bool noAmplifier = false;
 };
 
-struct pskOptions {
+struct pskOptions : textOptions {
   listenOptions receive; // with no further receivers; no mode
   std::string variant = "PSK31";
   int32_t primary_Hz = 1500; // of audio
-  bool transmit = false;
-  std::string text; // sent at once
-  int32_t drive = 0;
-  int32_t timeout_s = 180;
-  bool noAmplifier = false;
 };
 
-struct rttyOptions {
+struct rttyOptions : textOptions {
   listenOptions receive;  // with no further receivers; neither mode nor filter
   int32_t mark_Hz = 2000; // above the frequency: of what is received
   int32_t width_Hz = 500;
   double squelch_dB = 10;
   bool raw = false; // stdout is the library's own
-  bool transmit = false;
-  std::string text; // sent at once
-  int32_t drive = 0;
-  int32_t timeout_s = 180;
-  bool noAmplifier = false;
 };
 
-struct hellOptions {
+struct hellOptions : textOptions {
   listenOptions receive; // with no further receivers; neither mode nor zoom
   double step = 30;      // Hz between rows, and pixels a second
-  bool transmit = false;
-  std::string text; // sent at once
-  int32_t drive = 0;
-  int32_t timeout_s = 180;
-  bool noAmplifier = false;
 };
 
-struct slotOptions {
+struct slotOptions : transmitOptions {
   listenOptions receive; // with no further receivers; no mode
   slotWishes slots;
   std::string folder = ".";
@@ -108,12 +98,8 @@ struct slotOptions {
   int decoders = 2;    // at once
   double decoderLimit_s = 60;
   int32_t files = 0; // to end after; 0: no end
-  bool transmit = false;
-  std::string send; // file of tones, for the next slot
+  std::string send;  // file of tones, for the next slot
   int32_t tone_Hz = 1500;
-  int32_t drive = 0;
-  int32_t timeout_s = 180;
-  bool noAmplifier = false;
 };
 
 struct multipskOptions {
@@ -141,6 +127,8 @@ stationSettings chooseRadio(const radioChoice& choice);
 // What a command that receives needs: the first receiver, and the radio, which is announced on stdout. They throw alike.
 receiver chooseReceiver(const listenOptions& options, std::string& audioName);
 stationSettings chooseStation(const listenOptions& options, const std::string& audioName);
+// What a command that transmits needs, as far as all of them have it; without a microphone.
+transmitSettings commonSending(const transmitOptions& options);
 int32_t chooseRate(const listenOptions& options); // Hz
 // The zoom asked for, or less where it wouldn't show so many Hz.
 double chooseZoom(const listenOptions& options, double span_Hz);

@@ -23,13 +23,8 @@ transmitSettings chooseSending(const cwOptions& options) {
   if (!options.transmit && (!options.text.empty() || !options.key.empty()))
     throw std::runtime_error("--text and --key need --transmit");
   needText(options.text);
-  transmitSettings s;
-  s.allowed = options.transmit;
-  s.timeout = std::chrono::seconds{options.timeout_s};
-  s.drive = options.drive;
+  transmitSettings s = commonSending(options);
   s.offset = options.offset_Hz;
-  s.microphone = 0;
-  s.amplifier = !options.noAmplifier;
   return s;
 }
 

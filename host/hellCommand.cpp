@@ -14,13 +14,8 @@ transmitSettings chooseSending(const hellOptions& options, const hellMode& mode)
     throw std::runtime_error(fmt::format("the text is longer than {} characters", sendLine::mostWaiting - 1));
   if (!std::all_of(options.text.begin(), options.text.end(), sendLine::isPlain))
     throw std::runtime_error("--text takes printable ASCII characters without ~");
-  transmitSettings s;
-  s.allowed = options.transmit;
-  s.timeout = std::chrono::seconds{options.timeout_s};
-  s.drive = options.drive;
+  transmitSettings s = commonSending(options);
   s.filter = mode.passband();
-  s.microphone = 0;
-  s.amplifier = !options.noAmplifier;
   return s;
 }
 

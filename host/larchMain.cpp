@@ -68,6 +68,36 @@ void addSpeechOptions(CLI::App& command, listenOptions& o) {
       ->check(CLI::Range(500.0, 100000.0));
 }
 
+void addTransmitFlag(CLI::App& command, transmitOptions& o) {
+  command.add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
+}
+
+void addDriveAndTimeout(CLI::App& command, transmitOptions& o) {
+  command.add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
+  command.add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
+      ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
+      ->capture_default_str();
+}
+
+void addAmplifierFlag(CLI::App& command, transmitOptions& o) {
+  command.add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
+}
+
+void addTransmitOptions(CLI::App& command, transmitOptions& o) {
+  addTransmitFlag(command, o);
+  addDriveAndTimeout(command, o);
+  addAmplifierFlag(command, o);
+}
+
+void addText(CLI::App& command, textOptions& o) {
+  command.add_option("--text", o.text, "send this at once; without a terminal the end of the text is the end");
+}
+
+void addSendingOptions(CLI::App& command, textOptions& o) {
+  addText(command, o);
+  addTransmitOptions(command, o);
+}
+
 CLI::App* addListen(CLI::App& app, listenOptions& o) {
   CLI::App* listen = app.add_subcommand("listen", "receive: live spectrum, waterfall, S-meter and sound");
   addReceiveOptions(*listen, o);
@@ -79,12 +109,9 @@ CLI::App* addTalk(CLI::App& app, talkOptions& o) {
   CLI::App* talk = app.add_subcommand("talk", "receive, and transmit speech");
   addReceiveOptions(*talk, o.receive);
   addSpeechOptions(*talk, o.receive);
-  talk->add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
+  addTransmitFlag(*talk, o);
   talk->add_option("--input", o.input, "microphone: id, part of its name, or none (larch devices)");
-  talk->add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
-  talk->add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
-      ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
-      ->capture_default_str();
+  addDriveAndTimeout(*talk, o);
   talk->add_option("--ptt-seconds", o.ptt_s, "transmit at once for so many seconds, then end")->check(CLI::PositiveNumber);
   talk->add_flag("--foot-switch", o.radioKeys, "the radio's own PTT input keys, too");
   talk->add_flag("--vox", o.vox, "key by voice");
@@ -105,7 +132,7 @@ CLI::App* addTalk(CLI::App& app, talkOptions& o) {
       ->capture_default_str();
   talk->add_option("--tx-offset", o.offset_Hz, "Hz added to the transmit frequency")->check(CLI::Range(-10000000, 10000000));
   talk->add_flag("--two-tone", o.twoTone, "send two tones in place of speech");
-  talk->add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
+  addAmplifierFlag(*talk, o);
   return talk;
 }
 
@@ -118,8 +145,8 @@ CLI::App* addCw(CLI::App& app, cwOptions& o) {
   cw->add_option("--pitch", o.pitch_Hz, "pitch of the carrier as heard, and of the sidetone, in Hz")
       ->check(CLI::Range(100.0, 3000.0))
       ->capture_default_str();
-  cw->add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
-  cw->add_option("--text", o.text, "send this at once; without a terminal the end of the text is the end");
+  addTransmitFlag(*cw, o);
+  addText(*cw, o);
   cw->add_option("--key", o.key, "straight key: a serial line (its CTS), or an input device, /dev/input/event*")
       ->type_name("DEVICE");
   cw->add_option("--wpm", o.wpm, "speed of what is sent, words per minute")->check(CLI::Range(5.0, 60.0))->capture_default_str();
@@ -127,27 +154,10 @@ CLI::App* addCw(CLI::App& app, cwOptions& o) {
       ->check(CLI::Range(0, 10000))
       ->capture_default_str();
   cw->add_option("--sidetone", o.sidetone, "level of the sidetone, 0 to 1")->check(CLI::Range(0.0, 1.0))->capture_default_str();
-  cw->add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
-  cw->add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
-      ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
-      ->capture_default_str();
+  addDriveAndTimeout(*cw, o);
   cw->add_option("--tx-offset", o.offset_Hz, "Hz added to the transmit frequency")->check(CLI::Range(-10000000, 10000000));
-  cw->add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
+  addAmplifierFlag(*cw, o);
   return cw;
-}
-
-template <class transmitOptions> void addTransmitOptions(CLI::App& command, transmitOptions& o) {
-  command.add_flag("--transmit", o.transmit, "allow transmission; without it nothing is ever keyed");
-  command.add_option("--drive", o.drive, "transmit level, 0 to 255")->check(CLI::Range(0, 255))->capture_default_str();
-  command.add_option("--timeout", o.timeout_s, "seconds after which a transmission is ended")
-      ->check(CLI::Range(int64_t{1}, int64_t{transmitGuard::longestTimeout.count()}))
-      ->capture_default_str();
-  command.add_flag("--no-pa", o.noAmplifier, "leave the board's power amplifier off, where it has a switch for it");
-}
-
-template <class textOptions> void addSendingOptions(CLI::App& command, textOptions& o) {
-  command.add_option("--text", o.text, "send this at once; without a terminal the end of the text is the end");
-  addTransmitOptions(command, o);
 }
 
 CLI::App* addPsk(CLI::App& app, pskOptions& o) {

@@ -26,14 +26,9 @@ transmitSettings chooseSending(const pskOptions& options, filterEdges filter) {
     throw std::runtime_error(fmt::format("the text is longer than {} characters", sendLine::mostWaiting));
   if (!std::all_of(options.text.begin(), options.text.end(), sendLine::isPlain))
     throw std::runtime_error("--text takes printable ASCII characters without ~");
-  transmitSettings s;
-  s.allowed = options.transmit;
-  s.timeout = std::chrono::seconds{options.timeout_s};
+  transmitSettings s = commonSending(options);
   s.tail = carrierTail;
-  s.drive = options.drive;
   s.filter = filter;
-  s.microphone = 0;
-  s.amplifier = !options.noAmplifier;
   return s;
 }
 

@@ -26,13 +26,7 @@ void needText(const std::string& text) {
 transmitSettings chooseSending(const rttyOptions& options) {
   if (!options.transmit && !options.text.empty()) throw std::runtime_error("--text needs --transmit");
   needText(options.text);
-  transmitSettings s;
-  s.allowed = options.transmit;
-  s.timeout = std::chrono::seconds{options.timeout_s};
-  s.drive = options.drive;
-  s.microphone = 0;
-  s.amplifier = !options.noAmplifier;
-  return s;
+  return commonSending(options);
 }
 
 } // namespace

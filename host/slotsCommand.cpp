@@ -32,13 +32,8 @@ void checkDecoder(const slotOptions& options) {
 }
 
 transmitSettings chooseSending(const slotOptions& options, const slotFormat& format, const std::vector<float>& tones) {
-  transmitSettings s;
-  s.allowed = options.transmit;
-  s.timeout = std::chrono::seconds{options.timeout_s};
-  s.drive = options.drive;
+  transmitSettings s = commonSending(options);
   if (!tones.empty()) s.filter = toneEdges(tones, format, options.tone_Hz);
-  s.microphone = 0;
-  s.amplifier = !options.noAmplifier;
   return s;
 }
 

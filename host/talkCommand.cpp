@@ -27,10 +27,7 @@ void checkTransmission(const receiver& first, const talkOptions& options) {
 transmitSettings chooseSending(const talkOptions& options, std::string& inputName) {
   if (!options.transmit && (options.vox || options.ptt_s > 0))
     throw std::runtime_error("--vox and --ptt-seconds need --transmit");
-  transmitSettings s;
-  s.allowed = options.transmit;
-  s.timeout = std::chrono::seconds{options.timeout_s};
-  s.drive = options.drive;
+  transmitSettings s = commonSending(options);
   s.offset = options.offset_Hz;
   s.filter = needFilter(options.filter);
   s.microphone = chooseInput(options.input, inputName);
@@ -39,11 +36,20 @@ transmitSettings chooseSending(const talkOptions& options, std::string& inputNam
   s.vox = options.vox;
   s.delay = options.delay;
   s.radioKeys = options.radioKeys;
-  s.amplifier = !options.noAmplifier;
   return s;
 }
 
 } // namespace
+
+transmitSettings commonSending(const transmitOptions& options) {
+  transmitSettings s;
+  s.allowed = options.transmit;
+  s.timeout = std::chrono::seconds{options.timeout_s};
+  s.drive = options.drive;
+  s.microphone = 0;
+  s.amplifier = !options.noAmplifier;
+  return s;
+}
 
 int talkCommand(const talkOptions& options) {
   std::string audioName, inputName;
