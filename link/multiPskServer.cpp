@@ -14,6 +14,8 @@ namespace larch {
 
 namespace asio = boost::asio;
 
+constexpr int32_t anyPort = 0; // the system chooses: no number that two could compete for
+
 struct multiPskServer::connection {
   explicit connection(uint32_t n) : socket(networkContext()), number(n) {}
   tcp::socket socket;
@@ -40,11 +42,13 @@ std::optional<int32_t> multiPskServer::open(std::weak_ptr<asyncObject> owner, in
   const std::lock_guard lock(guard_);
   if (closed_ || acceptor_.is_open()) return {};
   owner_ = std::move(owner);
+  auto& numbers = portNumbers::shared();
   int32_t number = port;
   for (int i = 0; i < attempts; i++) {
-    number = portNumbers::shared().claim(i == 0 || number == std::numeric_limits<int32_t>::max() ? number : number + 1);
+    if (i > 0 && number < std::numeric_limits<int32_t>::max()) number++;
+    if (number != anyPort) number = numbers.claim(number);
     if (listen(number)) return openedNumber(number);
-    portNumbers::shared().giveBack(number);
+    if (number != anyPort) numbers.giveBack(number);
   }
   return number;
 }
@@ -79,10 +83,9 @@ bool multiPskServer::listen(int32_t number) {
 int32_t multiPskServer::openedNumber(int32_t number) {
   errorCode ignored;
   wakeFar_.non_blocking(true, ignored);
-  if (number == 0) {
+  if (number == anyPort) {
     number = acceptor_.local_endpoint(ignored).port();
-    portNumbers::shared().giveBack(0);
-    number = portNumbers::shared().claim(number);
+    portNumbers::shared().share(number);
   }
   claimed_ = number;
   waitForSamples();

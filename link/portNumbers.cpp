@@ -10,13 +10,19 @@ portNumbers& portNumbers::shared() {
 
 int32_t portNumbers::claim(int32_t from) {
   const std::lock_guard lock(guard_);
-  while (!taken_.insert(from).second && from < std::numeric_limits<int32_t>::max()) from++;
+  while (taken_.contains(from) && from < std::numeric_limits<int32_t>::max()) from++;
+  taken_.insert(from);
   return from;
+}
+
+void portNumbers::share(int32_t number) {
+  const std::lock_guard lock(guard_);
+  taken_.insert(number);
 }
 
 void portNumbers::giveBack(int32_t number) {
   const std::lock_guard lock(guard_);
-  taken_.erase(number);
+  if (const auto at = taken_.find(number); at != taken_.end()) taken_.erase(at);
 }
 
 } // namespace larch

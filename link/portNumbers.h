@@ -11,11 +11,12 @@ class portNumbers {
   static portNumbers& shared(); // never destroyed
 
   int32_t claim(int32_t from); // the first number from here on that nobody has: the caller has it now
+  void share(int32_t number);  // the caller has it, too: another one that claims it can't listen there, or has just ended
   void giveBack(int32_t number);
 
  private:
   std::mutex guard_; // transceivers attach their modes side by side
-  std::set<int32_t> taken_;
+  std::multiset<int32_t> taken_;
 };
 
 } // namespace larch

@@ -2,6 +2,7 @@
 #include "link/multiPskServer.h"
 #include "link/multiPskMessages.h"
 #include "link/networkThread.h"
+#include "link/portNumbers.h"
 #include "tests/link/linkTesting.h"
 #include <boost/asio/post.hpp>
 #include <future>
@@ -111,6 +112,28 @@ TEST_F(multiPskServerTest, anOwnerThatHasGoneIsPassedOver) {
   ASSERT_TRUE(until([&] { return log.times("tcp read err") == 2; }));
   EXPECT_EQ(here, 0u);
   EXPECT_EQ(gone, 0u);
+}
+
+// Another link may be about to try any number, or on its way out with it.
+TEST_F(multiPskServerTest, aPortOfTheSystemsChoiceIsTheOneInUseWhoeverHasClaimedItsNumber) {
+  constexpr int32_t highest = 65535;
+  auto& numbers = portNumbers::shared();
+  std::vector<int32_t> claimed;
+  for (int32_t number = numbers.claim(0); number <= highest; number = numbers.claim(number)) claimed.push_back(number);
+  numbers.giveBack(highest + 1);
+  const auto other = std::make_shared<multiPskServer>(
+      multiPskEvents{[](uint32_t, bool, const multiPskTurn&) {}, [](const buff<char>&, const multiPskTurn&) {}});
+  const auto number = other->open(owner, 0);
+  for (const int32_t n : claimed) numbers.giveBack(n);
+  ASSERT_TRUE(number.has_value());
+  EXPECT_TRUE(linkClient(*number).connected()) << *number;
+  EXPECT_FALSE(takenPort(*number).taken());
+  const int32_t next = numbers.claim(*number);
+  EXPECT_GT(next, *number) << "it has the number when the others have let go of it";
+  numbers.giveBack(next);
+  other->close();
+  EXPECT_EQ(numbers.claim(*number), *number);
+  numbers.giveBack(*number);
 }
 
 } // namespace
