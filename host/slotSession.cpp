@@ -28,7 +28,7 @@ slotSession::slotSession(const slotOptions& options, const slotFormat& format, s
                          const std::string& audioName)
     : receiveSession(options.receive, settings, first, audioName), options_(options), format_(format), tones_(std::move(tones)),
       mode_(mode), sender_(radio().addTransmitter(this->first(), sending)), decoders_(decodersOf(options)),
-      state_(tones_.empty() ? message::none : message::waiting) {}
+      message_(!tones_.empty()) {}
 
 void slotSession::polled() {
   takeFiles();
@@ -71,17 +71,15 @@ void slotSession::takeDecoders() {
 
 // Not while a slot is so young that the rest of it would be sent in.
 void slotSession::sendMessage() {
-  if (state_ != message::waiting || !running() || !slotClock::isForNext(slotClock::now(), format_.period_ms)) return;
-  state_ = message::queued;
+  if (!message_.waits() || !running() || !slotClock::isForNext(slotClock::now(), format_.period_ms)) return;
+  message_.queue(sender_.guard());
   sender_.expect([mode = &mode_] { mode->withdraw(); }); // which outlives the station
   mode_.queue(tones_, ourTag);
 }
 
-// The mode keys when the slot begins and unkeys behind the last tone.
 void slotSession::watchMessage() {
   const transmitGuard& guard = sender_.guard();
-  if (state_ == message::queued && guard.byMode()) state_ = message::sending;
-  if (state_ == message::sending && !guard.keyed()) state_ = guard.note().empty() ? message::sent : message::cut;
+  message_.watch(guard);
   if (toldNote_ == guard.note()) return;
   toldNote_ = guard.note();
   if (!toldNote_.empty()) complain(toldNote_);
@@ -90,7 +88,7 @@ void slotSession::watchMessage() {
 void slotSession::ended() {
   takeFiles();
   decoders_.stop();
-  if (state_ == message::sending) state_ = message::cut;
+  message_.interrupt(sender_.guard());
 }
 
 void slotSession::tell(const std::string& line) {
@@ -108,7 +106,7 @@ bool slotSession::press(const keyPress& k) {
   const bool keyed = sender_.guard().keyed();
   if (k.code == key::left || k.code == key::right) return keyed; // the frequency stays while it is on the air
   if (k.code == key::escape) {
-    if (state_ == message::sending) state_ = message::cut;
+    message_.interrupt(sender_.guard());
     return sender_.guard().release(), true;
   }
   if (k.code != key::other) return false;
@@ -123,10 +121,10 @@ bool slotSession::press(const keyPress& k) {
 
 std::string slotSession::state() const {
   const transmitGuard& guard = sender_.guard();
-  const char* text = guard.onAir() || guard.keyed()                            ? "ON AIR"
-                     : state_ == message::waiting || state_ == message::queued ? "message waits for its slot"
-                     : guard.allowed()                                         ? "receive"
-                                                                               : "receive only";
+  const char* text = guard.onAir() || guard.keyed() ? "ON AIR"
+                     : message_.isAhead()           ? "message waits for its slot"
+                     : guard.allowed()              ? "receive"
+                                                    : "receive only";
   return fmt::format("{}  drive {}", text, sender_.settings().drive);
 }
 

@@ -3,6 +3,7 @@
 #include "host/decoderQueue.h"
 #include "host/receiveSession.h"
 #include "host/slotFile.h"
+#include "host/slotMessage.h"
 #include "host/slotMode.h"
 #include <deque>
 
@@ -13,7 +14,7 @@ class slotSession : public receiveSession {
   // tones: of the message to send; empty: none.
   slotSession(const slotOptions& options, const slotFormat& format, std::vector<float> tones, const transmitSettings& sending,
               const stationSettings& settings, const receiver& first, slotMode& mode, const std::string& audioName);
-  bool incomplete() const { return broken_ || state_ == message::waiting || state_ == message::queued || state_ == message::cut; }
+  bool incomplete() const { return broken_ || message_.isMissing(); }
 
  protected:
   void polled() override;
@@ -39,7 +40,7 @@ class slotSession : public receiveSession {
   slotMode& mode_;
   transmitter& sender_;
   decoderQueue decoders_;
-  enum class message { none, waiting, queued, sending, sent, cut } state_;
+  slotMessage message_;
   int32_t files_ = 0;
   bool broken_ = false; // a file wasn't written whole
   std::string toldNote_;
