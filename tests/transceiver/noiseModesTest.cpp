@@ -1,4 +1,5 @@
 // Noise reduction in whole transceivers, mode by mode: a constant delay, the strength, and what wide FM makes of it.
+#include "link/MultiPskModDemod.h"
 #include "modes/JTModDemod.h"
 #include "modes/PskModDemod.h"
 #include "modes/RTTYModDemod.h"
@@ -101,13 +102,14 @@ template <class Mode> class noiseModesTest : public testing::Test {
  protected:
   static void prepare(Mode& mode) {
     if constexpr (std::is_same_v<Mode, fmModDemod>) mode.deviation.set(5000.0);
+    if constexpr (std::is_same_v<Mode, MultiPskModDemod>) mode.port.set(0); // a free one
   }
   static heardAudio run(int chunks, const std::function<double(int)>& strength_percent) {
     return receiver<Mode>(48000, prepare).run(chunks, strength_percent);
   }
 };
 
-using narrowModes = testing::Types<ssbModDemod, amModDemod, fmModDemod, cwModDemod>;
+using narrowModes = testing::Types<ssbModDemod, amModDemod, fmModDemod, cwModDemod, MultiPskModDemod>;
 TYPED_TEST_SUITE(noiseModesTest, narrowModes);
 
 TYPED_TEST(noiseModesTest, strengthZeroIsTheModesAudioLater) {
