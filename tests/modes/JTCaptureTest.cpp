@@ -102,6 +102,29 @@ TEST_F(JTModDemodTest, aBoundaryInsideARunningCaptureIsIgnored) {
   EXPECT_EQ(toldFiles.size(), 2u);
 }
 
+// The slot's half-second isn't over when the capture before is; that of the one behind it is.
+TEST_F(JTModDemodTest, aSlotBeginsLateWhenTheCaptureBeforeEndsInItsFirstHalfSecond) {
+  mode->period.set(1000);
+  mode->samplesPerBlock.set(15000); // 118 chunks, 1.2587 s
+  setTime(0);
+  hear(118);
+  EXPECT_FALSE(mode->capture().isRunning());
+  queue({1}, 5);
+  hear(1);
+  EXPECT_TRUE(mode->capture().isRunning());
+  EXPECT_EQ(mode->capture().captureCount(), 128u);
+  EXPECT_TRUE(transceiver->ptt.value) << "the message starts with it";
+  EXPECT_EQ(nextFile(), named("261121_220000.wav8"));
+  hear(117); // to 2.5173
+  EXPECT_FALSE(mode->capture().isRunning());
+  EXPECT_EQ(nextFile(), named("261121_220001.wav5"));
+  EXPECT_EQ(fileBytes("261121_220001.wav").size(), 44u + 2 * 15000) << "as long as every other";
+  hear(45); // to 2.9973
+  EXPECT_FALSE(mode->capture().isRunning());
+  hear(1 + 118);
+  EXPECT_EQ(nextFile(), named("261121_220003.wav8"));
+}
+
 TEST_F(JTModDemodTest, aCaptureShorterThanHalfASecondIsOneASlot) {
   mode->samplesPerBlock.set(128);
   mode->period.set(500);
