@@ -29,7 +29,6 @@ bool slotCapture::add(const cbuff& chunk, const controls& with) {
   else
     keepReal(chunk, static_cast<uint64_t>(with.decimation), room);
   if (count_ + static_cast<uint64_t>(std::max(with.endPadding, 0)) < size_) return false;
-  if (size_ > count_) std::fill_n(slice(buffer_, count_, size_ - count_).data, size_ - count_, 0.0f);
   running_ = false;
   return true;
 }
@@ -60,7 +59,7 @@ void slotCapture::keepBoth(const cbuff& chunk, uint64_t step, uint64_t room) {
 }
 
 slotSamples slotCapture::take() {
-  slotSamples gathered{slice(buffer_, 0, size_), peak_, iq_};
+  slotSamples gathered{slice(buffer_, 0, size_), std::min(count_, size_), peak_, iq_};
   buffer_ = {};
   return gathered;
 }

@@ -8,6 +8,7 @@ namespace larch {
 // What a capture has gathered.
 struct slotSamples {
   buff<float> values; // the real parts, or I and Q by turns
+  uint64_t kept = 0;  // of them; what stands behind is padding and may hold anything
   double peak = 0;    // the largest real part, absolute
   bool iq = false;
 };
@@ -17,7 +18,7 @@ class slotCapture {
  public:
   struct controls {
     int32_t samplesPerBlock; // values until the end; may change meanwhile, but a capture grows no larger than it began
-    int32_t endPadding;      // values at the end that stay zero
+    int32_t endPadding;      // values at the end that aren't kept
     int32_t decimation;      // samples for each kept one; below 1: none is kept
   };
 

@@ -1,5 +1,6 @@
 #include "modes/slotFile.h"
 #include "audio/writeWav.h"
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <chrono>
@@ -42,11 +43,14 @@ void writeC2(const slotRecord& record) {
 
 } // namespace
 
+// The padding of a long slot takes a tenth of a second: here nobody waits.
 void writeSlot(const slotRecord& record) {
-  if (record.samples.iq)
+  const slotSamples& samples = record.samples;
+  std::fill(samples.values.data + samples.kept, samples.values.data + samples.values.count, 0.0f);
+  if (samples.iq)
     writeC2(record);
   else
-    writeWav(record.path, record.samples.values, static_cast<float>(scaleOf(record.samples.peak)));
+    writeWav(record.path, samples.values, static_cast<float>(scaleOf(samples.peak)));
 }
 
 // The thread is let go: neither the next slot nor the end of the object or of the process waits for a disk, and nothing that it

@@ -14,7 +14,8 @@ struct slotRecord {
   double frequency_MHz = 0;
 };
 
-// The largest real part comes to 32000 of 32768; a silent slot is zeros. What can't be written is lost without a word. Not rt.
+// The largest real part comes to 32000 of 32768; a silent slot is zeros, and so is padding, also in the record's memory from here
+// on. What can't be written is lost without a word. Not rt.
 void writeSlot(const slotRecord& record);
 
 // One file at a time is waited for. Belongs to one group.

@@ -22,7 +22,7 @@ struct slotFileTest : testing::Test {
   std::string path = (directory.path / "slot").string();
 
   static slotSamples samples(const std::vector<float>& values, double peak, bool iq) {
-    slotSamples s{buff<float>(values.size()), peak, iq};
+    slotSamples s{buff<float>(values.size()), values.size(), peak, iq};
     std::copy(values.begin(), values.end(), s.values.data);
     return s;
   }
@@ -92,6 +92,20 @@ TEST_F(slotFileTest, aWavFileHasItsPeakAt32000) {
     EXPECT_EQ(value(i),
               static_cast<int16_t>(std::vector<float>{0.001f, -0.002f, 0.0005f}[i] * static_cast<float>(32000.0 / 0.002)));
   EXPECT_NEAR(value(1), -32000, 1);
+}
+
+TEST_F(slotFileTest, paddingIsZeroWhateverTheMemoryHolds) {
+  for (const uint64_t kept : {0u, 1u, 4u, 5u}) {
+    for (const bool iq : {false, true}) {
+      slotSamples padded = samples({0.5f, 0.5f, 0.5f, 0.5f, 0.5f}, 0.5, iq);
+      for (uint64_t i = kept; i < 5; i++) padded.values.data[i] = static_cast<float>(nan);
+      padded.kept = kept;
+      writeSlot({path, padded, 7.0});
+      std::string wanted;
+      for (uint64_t i = 0; i < 5; i++) wanted += iq ? float32(i < kept ? 32000 : 0) : bits(i < kept ? 32000 : 0, 2);
+      EXPECT_EQ(bytesOf(path).substr(iq ? 26 : 44), wanted) << kept << iq;
+    }
+  }
 }
 
 TEST_F(slotFileTest, aSilentSlotIsZeros) {
@@ -187,8 +201,8 @@ TEST_F(slotFileTest, jobsThatHangAreBounded) {
   alarm(patience_s);
   static slotFileJob job, busy;
   pollfd reader{open(pipe.c_str(), O_RDONLY | O_NONBLOCK), POLLIN, 0};
-  job.start({pipe, {buff<float>(1'000'000, 0.1f), 1, true}, 0}); // more than a pipe holds
-  busy.start({"/dev/null", {buff<float>(5'000'000, 0.1f), 1, true}, 0});
+  job.start({pipe, {buff<float>(1'000'000, 0.1f), 1'000'000, 1, true}, 0}); // more than a pipe holds
+  busy.start({"/dev/null", {buff<float>(5'000'000, 0.1f), 5'000'000, 1, true}, 0});
   poll(&reader, 1, -1);
   std::error_code error; // this process has made its own directory, and the job has its file by now
   std::filesystem::remove_all(directory, error);
