@@ -22,13 +22,15 @@ void slotCapture::begin(int32_t samplesPerBlock, bool iq) {
 
 bool slotCapture::add(const cbuff& chunk, const controls& with) {
   if (!running_ || with.decimation < 1) return false;
-  size_ = std::min(static_cast<uint64_t>(std::max(with.samplesPerBlock, 0)), buffer_.count);
+  const auto wanted = static_cast<uint64_t>(std::max(with.samplesPerBlock, 0));
+  size_ = std::min(wanted, buffer_.count);
   const uint64_t room = size_ > count_ ? size_ - count_ : 0;
   if (iq_)
     keepBoth(chunk, static_cast<uint64_t>(with.decimation), room);
   else
     keepReal(chunk, static_cast<uint64_t>(with.decimation), room);
   if (count_ + static_cast<uint64_t>(std::max(with.endPadding, 0)) < size_) return false;
+  if (with.endPadding > 0) slice(buffer_, count_, wanted - count_); // required: tells of a bad bound
   running_ = false;
   return true;
 }

@@ -28,7 +28,8 @@ class slotCapture {
   // Values so far, also behind the end; before the first slot as many as no late start may have.
   uint64_t captureCount() const { return count_; }
 
-  // Takes every decimation-th sample from the first one on, whatever the chunk's length. True when that was the end.
+  // Takes every decimation-th sample from the first one on, whatever the chunk's length. True when that was the end. Padding that
+  // reaches out of the memory, since samplesPerBlock has changed or there was none, is told on standard output.
   bool add(const cbuff& chunk, const controls& with);
   // After the end, once: the values, at samplesPerBlock of them.
   slotSamples take();

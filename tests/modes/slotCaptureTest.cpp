@@ -82,7 +82,9 @@ TEST(slotCaptureTest, thePaddingAtTheEndIsNotKept) {
     slotCapture capture;
     capture.begin(1000, iq);
     const int32_t perChunk = iq ? 256 : 128;
+    testing::internal::CaptureStdout();
     EXPECT_EQ(feed(capture, {1000, 300, 4}), (700 + perChunk - 1) / perChunk);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(capture.captureCount(), 768u) << "the last chunk is taken whole";
     const slotSamples got = capture.take();
     EXPECT_EQ(got.values.count, 1000u);
@@ -99,6 +101,26 @@ TEST(slotCaptureTest, paddingBeyondTheWholeEndsItWithTheFirstChunk) {
   EXPECT_EQ(got.values.count, 1000u);
   ASSERT_EQ(got.kept, 128u);
   EXPECT_EQ(got.values.data[127], static_cast<float>(sampleAt(508).real()));
+}
+
+// What the console hears of the end, when the size has changed behind the first of a chunk's 128 values.
+std::string toldAtTheEnd(int32_t size, int32_t sizeLater, int32_t padding) {
+  slotCapture capture;
+  capture.begin(size, false);
+  EXPECT_FALSE(capture.add(chunkFrom(0, 512), {size, 0, 4}));
+  testing::internal::CaptureStdout();
+  feed(capture, {sizeLater, padding, 4});
+  return testing::internal::GetCapturedStdout();
+}
+
+TEST(slotCaptureTest, paddingOutOfTheMemoryIsToldOnTheConsole) {
+  EXPECT_EQ(toldAtTheEnd(1000, 2000, 300), " buff slice error 768  1232  1000 4");
+  EXPECT_EQ(toldAtTheEnd(1000, 2000, 2000), " buff slice error 256  1744  1000 4");
+  EXPECT_EQ(toldAtTheEnd(1000, 100, 1), " buff slice error 128  4294967268  1000 4") << "-28";
+  EXPECT_EQ(toldAtTheEnd(1000, 1000, 300), "");
+  EXPECT_EQ(toldAtTheEnd(1000, 2000, 0), "") << "no padding";
+  EXPECT_EQ(toldAtTheEnd(1000, 2000, -300), "");
+  EXPECT_EQ(toldAtTheEnd(1024, 1024, 1), "") << "all of it is taken by what is kept";
 }
 
 TEST(slotCaptureTest, negativePaddingIsNone) {
@@ -166,6 +188,7 @@ TEST(slotCaptureTest, noHostWritesBeyondTheMemory) {
   constexpr unsigned seed = 5113;
   std::mt19937 random(seed);
   const auto any = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
+  testing::internal::CaptureStdout(); // padding out of the memory is told there
   for (int round = 0; round < 800; round++) {
     const bool iq = any(0, 1);
     const int32_t size = any(-3, 900);
@@ -185,6 +208,7 @@ TEST(slotCaptureTest, noHostWritesBeyondTheMemory) {
     ASSERT_LE(got.kept, got.values.count);
     for (uint64_t i = 0; i < got.kept; i++) ASSERT_LE(std::abs(got.values.data[i]), 1.5f) << "seed " << seed;
   }
+  testing::internal::GetCapturedStdout();
 }
 
 TEST(slotCaptureTest, whatIsNoNumberIsNoPeak) {
