@@ -29,7 +29,8 @@ endforeach()
 add_test(NAME house.arrowsPointDown COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check-arrows)
 
 # the program larch against the simulated radio, each behaviour a test
-foreach(script larchProgram larchTalk larchCw larchModes larchPsk larchProtocol2 larchRtty larchHell larchSlots larchMultipsk)
+foreach(script larchProgram larchTalk larchCw larchModes larchPsk larchProtocol2 larchProtocol2Commands larchRtty larchHell
+               larchSlots larchMultipsk)
   file(STRINGS tests/host/${script}Test.py behaviours REGEX "    def test_")
   foreach(line ${behaviours})
     string(REGEX REPLACE ".*def (test_[a-z0-9_]+).*" "\\1" name "${line}")
