@@ -23,7 +23,8 @@ struct multiPskServer::connection {
   multiPskReader reader;
   std::deque<buff<char>> replies; // that wait for a write
   bool writing = false;
-  bool deaf = false; // a write failed: nothing is sent any more
+  uint64_t writes = 0; // so far
+  bool deaf = false;   // a write failed: nothing is sent any more
   bool lostReply = false;
   int badLengths = 0;
 
@@ -35,6 +36,8 @@ struct multiPskServer::connection {
 
 multiPskServer::multiPskServer(multiPskEvents to)
     : to_(std::move(to)), acceptor_(networkContext()), wakeNear_(networkContext()), wakeFar_(networkContext()) {}
+
+multiPskServer::~multiPskServer() { takeSamples(0); }
 
 // ---- the port
 
@@ -205,13 +208,12 @@ void multiPskServer::queueReply(uint32_t client, const buff<char>& message) {
 }
 
 bool multiPskServer::takesSamples() const {
-  return !busy_.load(std::memory_order_relaxed) && !samplesWait_.load(std::memory_order_acquire);
+  return !busy_.load(std::memory_order_relaxed) && samplesWaiting_.load(std::memory_order_acquire) < mostSamples;
 }
 
 void multiPskServer::sendSamples(uint32_t client, buff<char> message) {
-  samples_ = std::move(message);
-  samplesFor_ = client;
-  samplesWait_.store(true, std::memory_order_release);
+  samplesWaiting_.fetch_add(1, std::memory_order_relaxed); // before it can be taken; the ring hands it over
+  samples_.emplace(client, std::move(message));
   errorCode ignored; // a full way has wake-ups enough
   wakeFar_.send(asio::buffer("", 1), 0, ignored);
 }
@@ -231,13 +233,16 @@ void multiPskServer::samplesCame(const errorCode& error) {
   waitForSamples();
 }
 
-// Empties the way of samples; empty when they weren't for this client.
+// The next samples for this client, empty when there are none; those for others are dropped on the way.
 buff<char> multiPskServer::takeSamples(uint32_t client) {
-  if (!samplesWait_.load(std::memory_order_acquire)) return {};
-  buff<char> message = std::move(samples_);
-  const bool wanted = samplesFor_ == client;
-  samplesWait_.store(false, std::memory_order_release);
-  return wanted ? message : buff<char>();
+  while (waitingSamples* next = samples_.front()) {
+    buff<char> message = std::move(next->message);
+    const bool wanted = next->client == client;
+    samples_.pop();
+    samplesWaiting_.fetch_sub(1, std::memory_order_release);
+    if (wanted) return message;
+  }
+  return {};
 }
 
 void multiPskServer::writeNext() {
@@ -250,23 +255,29 @@ void multiPskServer::writeNext() {
     c->replies.pop_front();
   }
   c->writing = message.count > 0;
-  busy_.store(c->writing, std::memory_order_relaxed);
   if (!c->writing) return;
   const auto bytes = asio::buffer(message.data, message.count);
   asio::async_write(
       c->socket, bytes,
       [self = shared_from_this(), c, message = std::move(message)](const errorCode& error, size_t) { self->wrote(c, error); });
+  // behind the end of a write that the socket has taken whole: what is late then is this thread, not the client
+  asio::post(networkContext(), [self = shared_from_this(), c, write = ++c->writes] { self->stillWriting(c, write); });
+}
+
+void multiPskServer::stillWriting(const std::shared_ptr<connection>& c, uint64_t write) {
+  const std::lock_guard lock(guard_);
+  if (c == client_ && c->writing && c->writes == write) busy_.store(true, std::memory_order_relaxed);
 }
 
 void multiPskServer::wrote(const std::shared_ptr<connection>& c, const errorCode& error) {
   const std::lock_guard lock(guard_);
   if (closed_ || c != client_) return;
+  busy_.store(static_cast<bool>(error), std::memory_order_relaxed);
   if (!error) return writeNext();
   logError("tcp write err {}", error.message());
   c->deaf = true; // the reader will hear of it, too
   c->writing = false;
   c->replies.clear();
-  busy_.store(true, std::memory_order_relaxed);
   takeSamples(0);
 }
 

@@ -3,6 +3,7 @@
 #include "link/multiPskEvents.h"
 #include "link/multiPskReader.h"
 #include "runtime/asyncObject.h"
+#include "runtime/spscRing.h"
 #include <atomic>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
@@ -14,15 +15,18 @@
 namespace larch {
 
 // Sockets are served on the network thread, which only posts tasks to the owner's group. A client has a number above 0; what is
-// meant for one that has gone goes nowhere. Messages leave whole and in turn: while one is being written, samples are refused and
-// up to mostReplies others wait.
+// meant for one that has gone goes nowhere. Messages leave whole and in turn: while one waits for a slow client, samples are
+// refused and up to mostReplies others wait. A network thread that comes late loses nothing as long as it isn't mostSamples
+// blocks late.
 class multiPskServer : public std::enable_shared_from_this<multiPskServer> {
  public:
   static constexpr int attempts = 20;
   static constexpr size_t mostReplies = 32;
-  static constexpr int mostBadLengths = 10; // log lines a client
+  static constexpr uint32_t mostSamples = 8; // messages: 85 ms
+  static constexpr int mostBadLengths = 10;  // log lines a client
 
   explicit multiPskServer(multiPskEvents to);
+  ~multiPskServer();
 
   // Listens on the wildcard address, at the first number from `port` on that can be had; 0 asks the system for one. The number,
   // or the last one of 20 when none could be had, which has been logged; nothing when it listens already.
@@ -61,6 +65,7 @@ class multiPskServer : public std::enable_shared_from_this<multiPskServer> {
   void queueReply(uint32_t client, const buff<char>& message);
   void samplesCame(const errorCode& error);
   void wrote(const std::shared_ptr<connection>& c, const errorCode& error);
+  void stillWriting(const std::shared_ptr<connection>& c, uint64_t write);
   void tell(const char* name, std::function<void(const multiPskTurn&)> event, step next);
 
   const multiPskEvents to_;
@@ -73,12 +78,14 @@ class multiPskServer : public std::enable_shared_from_this<multiPskServer> {
   std::optional<int32_t> claimed_;     // of portNumbers
   bool closed_ = false;
 
-  // The way of samples: one message, the signal thread's while samplesWait_ is false, the network thread's while it is true; a
-  // byte from the far end to the near one wakes the network thread.
-  std::atomic<bool> samplesWait_{false}; // release on either side's hand-over, acquire on the other's look
-  std::atomic<bool> busy_{true};         // a write is on its way, or nobody is there; relaxed: a hint, samplesWait_ decides
-  buff<char> samples_;
-  uint32_t samplesFor_ = 0;
+  // The way of samples, from the signal thread to the network thread; a byte from the far end to the near one wakes the latter.
+  struct waitingSamples {
+    uint32_t client;
+    buff<char> message;
+  };
+  spscRing<waitingSamples, mostSamples + 1> samples_;
+  std::atomic<uint32_t> samplesWaiting_{0}; // in the ring; release where the network thread has made room, acquire on the look
+  std::atomic<bool> busy_{true};            // a client keeps a write waiting, or nobody is there; relaxed: the ring is the bound
   local::socket wakeNear_, wakeFar_;
   char wakeBytes_[16];
 };

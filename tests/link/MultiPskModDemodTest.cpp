@@ -279,9 +279,9 @@ TEST_F(MultiPskModDemodTest, aClientThatNeverReadsCostsNeitherTimeNorMemory) {
   EXPECT_GT(frames, 0u);
   EXPECT_LT(frames, static_cast<size_t>(blocks) * 3 / 4) << "the rest was dropped";
   EXPECT_LE(others, static_cast<size_t>(tunes));
-  client.send(question()); // and all is as before, behind the one frame that may have waited
+  client.send(question()); // and all is as before, behind the frames that may have waited
   message = client.message();
-  if (message.starts_with("TXHWdata")) message = client.message();
+  while (message.starts_with("TXHWdata")) message = client.message();
   EXPECT_EQ(message, versionAnswer().substr(4));
 }
 
