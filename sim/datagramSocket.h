@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <system_error>
 #include <vector>
 #include <netinet/in.h>
 #include <sys/uio.h>
@@ -69,5 +70,17 @@ class datagramSocket {
 // Tries loopback addresses 127.a.b.c that depend on the process and a counter until a socket can be bound there, so that
 // any number of programs can have radios on the one port of the protocol. Returns the dotted address.
 std::string nextLoopbackAddress();
+
+// What bind(address) returns for the first of these addresses at which it throws no "address in use".
+template <typename binder> auto boundToFreeLoopback(binder&& bind) {
+  constexpr int mostAttempts = 1000;
+  for (int attempt = 1;; ++attempt) {
+    try {
+      return bind(nextLoopbackAddress());
+    } catch (const std::system_error& e) {
+      if (e.code() != std::errc::address_in_use || attempt == mostAttempts) throw;
+    }
+  }
+}
 
 } // namespace larch::sim

@@ -1,7 +1,6 @@
 #include "sim/protocol1Radio.h"
 #include <algorithm>
 #include <cmath>
-#include <system_error>
 #include <ctime>
 #include <fmt/format.h>
 #include "sim/nyquistFold.h"
@@ -12,7 +11,6 @@ namespace {
 constexpr int64_t turn_ns = 1000000;      // the sending thread's beat
 constexpr double longestCatchUp_s = 0.25; // later than that it gives up the time that was lost
 constexpr int idleWait_ms = 100;
-constexpr int bindAttempts = 1000;
 constexpr size_t keptTransmissions = 256;
 constexpr uint32_t longestHole = 1000; // datagrams lost in a row; a larger step of the sequence number is a host that began anew
 } // namespace
@@ -25,14 +23,10 @@ protocol1Radio::protocol1Radio(radioOptions options, std::shared_ptr<const bandS
 protocol1Radio::~protocol1Radio() { stop(); }
 
 std::unique_ptr<protocol1Radio> protocol1Radio::onFreeLoopback(radioOptions options, std::shared_ptr<const bandScene> scene) {
-  for (int attempt = 1;; ++attempt) {
-    options.bindAddress = nextLoopbackAddress();
-    try {
-      return std::make_unique<protocol1Radio>(options, scene);
-    } catch (const std::system_error& e) {
-      if (e.code() != std::errc::address_in_use || attempt == bindAttempts) throw;
-    }
-  }
+  return boundToFreeLoopback([&](const std::string& address) {
+    options.bindAddress = address;
+    return std::make_unique<protocol1Radio>(options, scene);
+  });
 }
 
 std::string protocol1Radio::address() const {
@@ -43,12 +37,6 @@ std::string protocol1Radio::address() const {
 uint16_t protocol1Radio::port() const { return socket.local().port; }
 
 // ---- from the host
-
-size_t protocol1Radio::poll() {
-  if (byItself) return 0; // the thread does it
-  const std::lock_guard lock(guard);
-  return take();
-}
 
 size_t protocol1Radio::take() {
   std::span<const uint8_t> datagram;
@@ -101,7 +89,7 @@ void protocol1Radio::handleStart(uint8_t bits, const endpointAddress& sender) {
   if (echo) echo->restart();
   origin = lastArrival = std::chrono::steady_clock::now();
   originTrue_s = byHand_s = stream.clock.trueTime_s();
-  if (byItself) setUtcGuarded(std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count());
+  if (byItself()) setUtcGuarded(std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count());
   lastData_s = stream.clock.radioTime_s();
 }
 
@@ -236,26 +224,6 @@ void protocol1Radio::watchHost() {
 
 // ---- by itself
 
-void protocol1Radio::run() {
-  if (worker.joinable()) return;
-  stopping = false;
-  byItself = true;
-  worker = std::thread([this] { loop(); });
-}
-
-void protocol1Radio::stop() {
-  if (!worker.joinable()) return;
-  {
-    const std::lock_guard lock(guard);
-    stopping = true;
-  }
-  socket.wake();
-  worker.join();
-  byItself = false;
-  const std::lock_guard lock(guard);
-  keep(monitor.finish());
-}
-
 void protocol1Radio::loop() {
   timespec next{};
   clock_gettime(CLOCK_MONOTONIC, &next);
@@ -296,20 +264,6 @@ bool protocol1Radio::turn() {
   }
   changed.notify_all();
   return counted.streaming;
-}
-
-bool protocol1Radio::waitUntil(const std::function<bool(const radioReport&)>& condition, std::chrono::milliseconds timeout) {
-  const auto end = std::chrono::steady_clock::now() + timeout;
-  if (byItself) {
-    std::unique_lock lock(guard);
-    return changed.wait_until(lock, end, [&] { return condition(reportGuarded()); });
-  }
-  for (;;) {
-    poll();
-    if (condition(report())) return true;
-    if (std::chrono::steady_clock::now() >= end) return false;
-    socket.wait(10);
-  }
 }
 
 // ---- told and asked
@@ -395,11 +349,6 @@ radioReport protocol1Radio::reportGuarded() const {
   r.transmit = monitor.levels();
   r.devices = devices.state();
   return r;
-}
-
-radioReport protocol1Radio::report() const {
-  const std::lock_guard lock(guard);
-  return reportGuarded();
 }
 
 registerFile protocol1Radio::registers() const {

@@ -1,19 +1,16 @@
 // A simulated Protocol 1 radio on a UDP socket.
 #pragma once
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 #include "sim/boardDevices.h"
 #include "sim/datagramSocket.h"
+#include "sim/drivenRadio.h"
 #include "sim/problemLog.h"
 #include "sim/protocol1Stream.h"
 #include "sim/transmitEcho.h"
@@ -52,14 +49,13 @@ struct hostArrival {
   uint8_t address[2] = {}; // register or 0x7D
 };
 
-// Two ways to drive it. By hand: poll() takes what came, emit() and advance() send; nothing else happens, all of it on the
-// caller's thread. By itself: run() starts a thread that does both at the pace of the real time, until stop().
-// Thread-safe; one guard covers everything.
-class protocol1Radio {
+// Driven by hand, emit() and advance() send. By itself it takes the system's UTC, as it is when a stream begins; with stop() a
+// transmission that goes on is over.
+class protocol1Radio final : public drivenRadio<radioReport> {
  public:
   // Binds the socket; throws std::system_error or std::invalid_argument.
   explicit protocol1Radio(radioOptions options = {}, std::shared_ptr<const bandScene> scene = std::make_shared<bandScene>());
-  ~protocol1Radio();
+  ~protocol1Radio() override;
   // On a loopback address of its own, 127.a.b.c, at options.port: for tests that run side by side.
   static std::unique_ptr<protocol1Radio> onFreeLoopback(radioOptions options = {},
                                                         std::shared_ptr<const bandScene> scene = std::make_shared<bandScene>());
@@ -68,21 +64,12 @@ class protocol1Radio {
   uint16_t port() const;
 
   // ---- by hand
-  size_t poll(); // returns how many datagrams it took
   // The next n IQ datagrams with the wideband blocks between them, at once. Returns n, or 0 when no stream is on.
   size_t emit(size_t n);
   // UTC of the stream's next sample, in seconds; without a word it is the stream's own time since the scene began.
   void setUtc(double utc_s);
   // Lets true time pass and sends what falls due in it; time stands still without a stream. Returns IQ datagrams sent.
   size_t advance(double seconds);
-
-  // ---- by itself
-  void run();  // UTC is the system's, as it is when a stream begins
-  void stop(); // a transmission that goes on is over then
-
-  // Waits until the condition holds for the report; by hand it polls meanwhile. False: it didn't within the time.
-  bool waitUntil(const std::function<bool(const radioReport&)>& condition,
-                 std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
   // ---- what it is told
   void setScene(std::shared_ptr<const bandScene> scene);
@@ -105,7 +92,6 @@ class protocol1Radio {
   void onTransmission(std::function<void(const transmission&)> listener);
 
   // ---- what it knows
-  radioReport report() const;
   registerFile registers() const; // all values, counts, order, queued commands
   problemLog problems() const;
   std::vector<recordedSample> transmitted() const;
@@ -118,7 +104,12 @@ class protocol1Radio {
   void clearRecords();
 
  private:
-  size_t take();
+  size_t take() override;
+  radioReport reportGuarded() const override;
+  void ended() override { keep(monitor.finish()); }
+  void loop() override;
+  void wait(std::chrono::milliseconds limit) override { socket.wait(static_cast<int>(limit.count())); }
+  void wake() override { socket.wake(); }
   void handle(std::span<const uint8_t> datagram, const endpointAddress& sender);
   void handleStart(uint8_t bits, const endpointAddress& sender);
   void handleData(const hostDatagram& datagram, const endpointAddress& sender);
@@ -129,15 +120,11 @@ class protocol1Radio {
   void emitGuarded(size_t n);
   void setUtcGuarded(double utc_s);
   void watchHost();
-  void loop();
   bool turn();
-  radioReport reportGuarded() const;
 
   radioOptions built;
   double clock_Hz;
   datagramSocket socket;
-  mutable std::mutex guard;
-  std::condition_variable changed;
   protocol1Stream stream;
   registerFile file;
   boardDevices devices;
@@ -147,7 +134,7 @@ class protocol1Radio {
   std::shared_ptr<transmitEcho> echo; // may be none
   radioReport counted;                // the counters; the rest is filled in on request
   hostDatagram incoming;
-  bool inUse, keepArrivals = false, sequenceKnown = false, stopping = false;
+  bool inUse, keepArrivals = false, sequenceKnown = false;
   uint32_t expectedSequence = 0;
   uint64_t iqBefore = 0; // of earlier streams
   double lastData_s = 0; // radio time
@@ -160,8 +147,6 @@ class protocol1Radio {
   std::function<void(const registerWrite&)> listener;
   std::function<void(const std::string&)> deviceListener;
   std::function<void(const transmission&)> transmissionListener;
-  std::atomic<bool> byItself = false; // from run() to the end of stop(); unlike `worker` the thread may ask it
-  std::thread worker;
 };
 
 } // namespace larch::sim

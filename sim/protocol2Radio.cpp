@@ -1,7 +1,6 @@
 #include "sim/protocol2Radio.h"
 #include <algorithm>
 #include <fmt/format.h>
-#include <system_error>
 
 namespace larch::sim {
 
@@ -10,7 +9,6 @@ constexpr double turn_s = 0.001;          // the sending thread's beat
 constexpr double longestCatchUp_s = 0.25; // later than that it gives up the time that was lost
 constexpr double hostWatchdog_s = 1;
 constexpr int64_t idleWait_ns = 100000000;
-constexpr int bindAttempts = 1000;
 constexpr size_t commandAt = 4;
 
 int ownedBy(const protocol2Options& o) {
@@ -26,25 +24,15 @@ protocol2Radio::protocol2Radio(protocol2Options options, std::shared_ptr<const b
 protocol2Radio::~protocol2Radio() { stop(); }
 
 std::unique_ptr<protocol2Radio> protocol2Radio::onFreeLoopback(protocol2Options options, std::shared_ptr<const bandScene> scene) {
-  for (int attempt = 1;; ++attempt) {
-    options.bindAddress = nextLoopbackAddress();
-    try {
-      return std::make_unique<protocol2Radio>(options, scene);
-    } catch (const std::system_error& e) {
-      if (e.code() != std::errc::address_in_use || attempt == bindAttempts) throw;
-    }
-  }
+  return boundToFreeLoopback([&](const std::string& address) {
+    options.bindAddress = address;
+    return std::make_unique<protocol2Radio>(options, scene);
+  });
 }
 
 std::string protocol2Radio::address() const { return ports.address(); }
 
 // ---- from the host
-
-size_t protocol2Radio::poll() {
-  if (byItself) return 0; // the thread does it
-  const std::lock_guard lock(guard);
-  return take();
-}
 
 size_t protocol2Radio::take() {
   std::span<const uint8_t> datagram;
@@ -134,24 +122,6 @@ void protocol2Radio::watchHost() {
 
 // ---- by itself
 
-void protocol2Radio::run() {
-  if (worker.joinable()) return;
-  stopping = false;
-  byItself = true;
-  worker = std::thread([this] { loop(); });
-}
-
-void protocol2Radio::stop() {
-  if (!worker.joinable()) return;
-  {
-    const std::lock_guard lock(guard);
-    stopping = true;
-  }
-  ports.wake();
-  worker.join();
-  byItself = false;
-}
-
 void protocol2Radio::loop() {
   for (;;) {
     const int64_t wait_ns = turn();
@@ -179,21 +149,6 @@ int64_t protocol2Radio::turn() {
   }
   changed.notify_all();
   return wait_ns;
-}
-
-bool protocol2Radio::waitUntil(const std::function<bool(const p2Report&)>& condition, std::chrono::milliseconds timeout) {
-  const auto end = std::chrono::steady_clock::now() + timeout;
-  if (byItself) {
-    std::unique_lock lock(guard);
-    return changed.wait_until(lock, end, [&] { return condition(reportGuarded()); });
-  }
-  for (;;) {
-    poll();
-    if (condition(report())) return true;
-    if (std::chrono::steady_clock::now() >= end) return false;
-    constexpr int64_t pause_ns = 10000000;
-    ports.wait(pause_ns);
-  }
 }
 
 // ---- told and asked
@@ -248,11 +203,6 @@ p2Report protocol2Radio::reportGuarded() const {
   r.radioTime_s = stream.radioTime_s();
   r.faults = ports.faults();
   return r;
-}
-
-p2Report protocol2Radio::report() const {
-  const std::lock_guard lock(guard);
-  return reportGuarded();
 }
 
 problemLog protocol2Radio::problems() const {

@@ -1,15 +1,12 @@
 // A simulated Protocol 2 radio on its UDP ports.
 #pragma once
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
+#include "sim/drivenRadio.h"
 #include "sim/problemLog.h"
 #include "sim/protocol2Host.h"
 #include "sim/protocol2Ports.h"
@@ -36,30 +33,18 @@ struct p2Report {
 // It streams from a high-priority packet with "run" until one without, to whoever sent the last general packet, or started it
 // without one. The general packet of another host takes a running stream over; its other packets are foreign. The watchdog, the
 // host's or its own, stops a stream when no packet came for so long; while the radio is silent it waits.
-// Two ways to drive it. By hand: poll() takes what came and advance() sends; nothing else happens, all of it on the caller's
-// thread. By itself: run() starts a thread that does both at the pace of the real time, until stop().
-// Thread-safe; one guard covers everything.
-class protocol2Radio {
+class protocol2Radio final : public drivenRadio<p2Report> {
  public:
   // Binds the sockets; throws std::system_error or std::invalid_argument.
   explicit protocol2Radio(protocol2Options options = {}, std::shared_ptr<const bandScene> scene = std::make_shared<bandScene>());
-  ~protocol2Radio();
+  ~protocol2Radio() override;
   // On a loopback address of its own, 127.a.b.c: for tests that run side by side.
   static std::unique_ptr<protocol2Radio> onFreeLoopback(protocol2Options options = {},
                                                         std::shared_ptr<const bandScene> scene = std::make_shared<bandScene>());
   std::string address() const; // dotted, as bound
 
   // ---- by hand
-  size_t poll();                // returns how many datagrams it took
   void advance(double seconds); // lets true time pass and sends what falls due in it; without a stream time stands still
-
-  // ---- by itself
-  void run();
-  void stop();
-
-  // Waits until the condition holds for the report; by hand it polls meanwhile. False: it didn't within the time.
-  bool waitUntil(const std::function<bool(const p2Report&)>& condition,
-                 std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
   // ---- what it is told
   void setScene(std::shared_ptr<const bandScene> scene);
@@ -74,37 +59,34 @@ class protocol2Radio {
   void onField(protocol2Host::listener listener);
 
   // ---- what it knows
-  p2Report report() const;
   problemLog problems() const;
   std::vector<uint8_t> lastPacket(p2Packet kind) const; // of the host; zeros before the first
 
  private:
-  size_t take();
+  size_t take() override;
+  p2Report reportGuarded() const override;
+  void loop() override;
+  void wait(std::chrono::milliseconds limit) override { ports.wait(std::chrono::nanoseconds(limit).count()); }
+  void wake() override { ports.wake(); }
   void handle(size_t port, std::span<const uint8_t> datagram, const endpointAddress& sender);
   bool handleQuestion(size_t port, std::span<const uint8_t> datagram, const endpointAddress& sender);
   void handlePacket(p2Packet kind, std::span<const uint8_t> packet, const endpointAddress& sender);
   void followRun(const endpointAddress& sender);
   void begin();
   void watchHost();
-  void loop();
   int64_t turn(); // returns the ns to wait
-  p2Report reportGuarded() const;
 
   protocol2Options built;
   protocol2Ports ports;
-  mutable std::mutex guard;
-  std::condition_variable changed;
   protocol2Stream stream;
   protocol2Host host;
   problemLog faultsSeen;
   p2Report counted; // the counters; the rest is filled in on request
   protocol2Host::listener fieldListener;
-  bool inUse, silent = false, stopping = false;
+  bool inUse, silent = false;
   double lastHeard_s = 0; // radio time
   std::chrono::steady_clock::time_point origin{};
   double originTrue_s = 0, byHand_s = 0;
-  std::atomic<bool> byItself = false; // from run() to the end of stop(); unlike `worker` the thread may ask it
-  std::thread worker;
 };
 
 } // namespace larch::sim
