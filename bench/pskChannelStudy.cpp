@@ -18,20 +18,33 @@ using levels = std::vector<double>;
 const levels allLevels{7, 8, 9, 10, 11, 12, 13, 14, 16}, openLevels{5, 6, 7, 8, 10, 12}, someLevels{8, 10, 12, 14, 16, 18},
     fadingLevels{10, 14, 18, 22, 26, 30};
 
+// Nine tenths of the offset that each mode acquires in little noise: see printAcquired.
+double farOff_Hz(const pskVariant& v) {
+  const bool fourPhases = v.value & 1;
+  if (v.baud > 100) return fourPhases ? 39 : 45;
+  if (v.baud > 50) return fourPhases ? 18 : 20;
+  return fourPhases ? 8 : 9;
+}
+
 struct condition {
   const char* name;
   levels perSymbol_dB;
   bool squelch;
-  void (*set)(pskChannel& c, double baud, bool odd);
+  void (*set)(pskChannel& c, const pskVariant& v, bool odd);
 };
 const condition conditions[] = {
-    {"noise", allLevels, true, [](pskChannel&, double, bool) {}},
-    {"open", openLevels, false, [](pskChannel&, double, bool) {}},
-    {"offset", someLevels, true, [](pskChannel& c, double baud, bool odd) { c.offset_Hz = (odd ? 0.2 : -0.2) * baud; }},
-    {"drift", someLevels, true, [](pskChannel& c, double baud, bool odd) { c.drift_Hz_s = (odd ? 0.2 : -0.2) * baud / 31.25; }},
-    {"clock", someLevels, true, [](pskChannel& c, double, bool odd) { c.clock_ppm = odd ? 300 : -300; }},
-    {"neighbour", someLevels, true, [](pskChannel& c, double, bool odd) { c.neighbour_Hz = odd ? 60 : -60; }},
-    {"fading", fadingLevels, true, [](pskChannel& c, double, bool) { c.fading = moderateFading; }},
+    {"noise", allLevels, true, [](pskChannel&, const pskVariant&, bool) {}},
+    {"open", openLevels, false, [](pskChannel&, const pskVariant&, bool) {}},
+    {"offset", someLevels, true, [](pskChannel& c, const pskVariant& v, bool odd) { c.offset_Hz = (odd ? 0.2 : -0.2) * v.baud; }},
+    {"far", someLevels, true, [](pskChannel& c, const pskVariant& v, bool odd) { c.offset_Hz = (odd ? 1 : -1) * farOff_Hz(v); }},
+    {"limit", someLevels, true,
+     [](pskChannel& c, const pskVariant&, bool odd) { c.offset_Hz = (odd ? 1 : -1) * nearAfcLimit_Hz; }},
+    {"slid", someLevels, true, [](pskChannel& c, const pskVariant& v, bool odd) { slideAway(c, v, odd ? 1 : -1); }},
+    {"drift", someLevels, true,
+     [](pskChannel& c, const pskVariant& v, bool odd) { c.drift_Hz_s = (odd ? 0.2 : -0.2) * v.baud / 31.25; }},
+    {"clock", someLevels, true, [](pskChannel& c, const pskVariant&, bool odd) { c.clock_ppm = odd ? 300 : -300; }},
+    {"neighbour", someLevels, true, [](pskChannel& c, const pskVariant&, bool odd) { c.neighbour_Hz = odd ? 60 : -60; }},
+    {"fading", fadingLevels, true, [](pskChannel& c, const pskVariant&, bool) { c.fading = moderateFading; }},
 };
 
 double errors_percent(const pskVariant& v, const condition& what, double perSymbol_dB, uint64_t rounds) {
@@ -44,7 +57,7 @@ double errors_percent(const pskVariant& v, const condition& what, double perSymb
       texts[k] = randomWords(charactersOf(v), random);
       channels[k].perSymbol_dB = perSymbol_dB;
       channels[k].idle = idleOf(v);
-      what.set(channels[k], v.baud, k % 2);
+      what.set(channels[k], v, k % 2);
     }
     const auto read = readPsk(v, pskAudio(v, texts, channels, random), what.squelch);
     for (size_t k = 0; k < together; k++) wrong += editDistance(texts[k], read[k]);
@@ -135,6 +148,45 @@ void printReach(const pskVariant& v, double direction) {
   print(v, "reach", c.drift_Hz_s, reach);
 }
 
+// How many of the stations below and of those above the frequency of their detectors are read from the first character on.
+std::array<size_t, 2> acquired(const pskVariant& v, double offset_Hz, double silence_s, uint64_t round) {
+  constexpr double strong_dB = 30;
+  constexpr size_t characters = 10;
+  sim::randomSource random(round);
+  pskChannel c;
+  c.idle = idleOf(v);
+  eightTexts texts;
+  std::vector<double> audio;
+  for (size_t k = 0; k < together; k++) {
+    texts[k] = randomWords(characters, random);
+    c.offset_Hz = k % 2 ? offset_Hz : -offset_Hz;
+    const pskSignal s(v, texts[k], c);
+    const auto length = static_cast<size_t>((silence_s + s.length_s()) * pskRate / pskBlock + 1) * pskBlock;
+    audio.resize(std::max(audio.size(), length));
+    addPsk(audio, s, c, frequencyOf(k), silence_s + random.uniform() / v.baud, random);
+  }
+  random.addNoise(audio.data(), audio.size(), pskNoise(v, strong_dB));
+  const auto read = readPsk(v, audio);
+  std::array<size_t, 2> whole{};
+  for (size_t k = 0; k < together; k++) whole[k % 2] += read[k].find(texts[k]) != std::string::npos;
+  return whole;
+}
+
+// The largest offset, in whole hertz, up to which nine of ten of them are, to either side.
+void printAcquired(const pskVariant& v, bool tunedFirst, uint64_t rounds) {
+  constexpr double beforeIt_s = 2;
+  const auto enough = static_cast<size_t>(std::ceil(0.9 * static_cast<double>(rounds * together / 2)));
+  double offset_Hz = 0;
+  for (std::array<size_t, 2> whole{enough, enough}; whole[0] >= enough && whole[1] >= enough; offset_Hz++) {
+    whole = {};
+    for (uint64_t round = 1; round <= rounds; round++) {
+      const auto now = acquired(v, offset_Hz + 1, tunedFirst ? beforeIt_s : 0, round);
+      for (size_t side = 0; side < 2; side++) whole[side] += now[side];
+    }
+  }
+  print(v, tunedFirst ? "acquiredLater" : "acquired", 0, offset_Hz - 1);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -148,5 +200,6 @@ int main(int argc, char** argv) {
     for (const double level : {10.0, 14.0, 20.0}) printSquelch(v, level, rounds);
     for (const bool squelch : {true, false}) printNoise(v, squelch, rounds);
     for (const double direction : {1.0, -1.0}) printReach(v, direction);
+    for (const bool tunedFirst : {false, true}) printAcquired(v, tunedFirst, (rounds + 7) / 8);
   }
 }

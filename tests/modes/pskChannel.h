@@ -25,10 +25,21 @@ constexpr pskVariant pskVariants[] = {{0, "PSK31", 31.25},  {8, "PSK63", 62.5}, 
 struct pskChannel {
   double perSymbol_dB = 100; // energy of a symbol, in the mean of the fading, against the noise in one hertz
   double offset_Hz = 0, drift_Hz_s = 0, clock_ppm = 0;
+  double drift_s = 1e9; // it stays where it is from then on
   fadingSpread fading;
   std::optional<double> neighbour_Hz; // another station of the same mode and level so far above
   size_t idle = 96, tail = 48;        // symbols before and behind the text
 };
+
+constexpr double nearAfcLimit_Hz = 45; // the limit is 50
+
+// The sender slides so far off during its idle, at a pace that is followed in noise, too, and then idles as long as before.
+inline void slideAway(pskChannel& c, const pskVariant& v, double sign) {
+  constexpr double pace = 0.6 / 31.25; // Hz/s a baud
+  c.drift_Hz_s = sign * pace * v.baud;
+  c.drift_s = nearAfcLimit_Hz / (pace * v.baud);
+  c.idle += static_cast<size_t>(c.drift_s * v.baud);
+}
 
 // Phases between the symbols, from half a cosine to the next: see the modem.
 class pskSignal {
@@ -72,10 +83,10 @@ class driftingCarrier {
   driftingCarrier(double frequency, double drift_Hz_s, double phase)
       : z_(std::polar(1.0, phase)), turn_(std::polar(1.0, 2 * M_PI * frequency / pskRate)),
         bend_(std::polar(1.0, 2 * M_PI * drift_Hz_s / pskRate / pskRate)) {}
-  std::complex<double> next() {
+  std::complex<double> next(bool drifts) {
     const auto now = z_;
     z_ = times(z_, turn_);
-    turn_ = times(turn_, bend_);
+    if (drifts) turn_ = times(turn_, bend_);
     return now;
   }
 
@@ -98,7 +109,7 @@ inline void addPsk(std::vector<double>& audio, const pskSignal& s, const pskChan
       const auto late = s.at(t - paths.delay_s());
       z = z * gain[0] + late * gain[1];
     }
-    const auto w = carrier.next();
+    const auto w = carrier.next(static_cast<double>(n) < c.drift_s * pskRate);
     audio[n] += pskAmplitude * (z.real() * w.real() - z.imag() * w.imag());
   }
 }

@@ -49,6 +49,10 @@ TEST_P(pskChannelTest, offsetDriftAndClocksAreFollowed) {
   EXPECT_LT(errors_percent(18, [](pskChannel& c, double sign) { c.clock_ppm = sign * 300; }), 2);
 }
 
+TEST_P(pskChannelTest, aSenderThatHasSlidNearlyToTheLimitIsRead) {
+  EXPECT_LT(errors_percent(20, [this](pskChannel& c, double sign) { slideAway(c, v, sign); }), 3);
+}
+
 TEST_P(pskChannelTest, aSecondSignal60HertzAwayIsKeptApartAtTheSlowestSpeed) {
   const double errors = errors_percent(16, [](pskChannel& c, double sign) { c.neighbour_Hz = sign * 60; });
   if (v.baud < 60)
