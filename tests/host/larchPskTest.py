@@ -20,8 +20,12 @@ STATIONS = (  # Hz above 7.040 MHz, dBFS, mode, text
     (2200, -83, "bpsk63", "weather is cold and clear tonight"), (2600, -88, "bpsk31", "beacon Q7STU 5 W"))
 
 
-def scene(stations):
-    return "noise -150\n" + "".join(f'psk {7040000 + hertz} {level} mode={mode} text="{text}"\n' for hertz, level, mode, text in stations)
+RIGHT, LEFT, TAB, CTRL_F = b"\x1b[C", b"\x1b[D", b"\t", b"\x06"
+
+
+def scene(stations, more=""):
+    return "noise -150\n" + "".join(f'psk {7040000 + hertz} {level} mode={mode} text="{text}" {more}\n'
+                                    for hertz, level, mode, text in stations)
 
 
 def bpsk31(samples, frequency, length):
@@ -93,6 +97,35 @@ class LarchPsk(talk.LarchTalk):
         self.start("--psk-mode", "psk125", "--primary", "1005")
         found = self.read_until(lambda lines: any(m == "PSK125" and t == "only by the primary one" for _, m, t in lines))
         self.assertLessEqual(abs(next(h for h, m, t in found if t == "only by the primary one") - 41000), 5)
+
+    def press_until(self, pattern):
+        """The operator goes 5 Hz up; and down and up again when that didn't help, as when the machine stood still meanwhile."""
+        seen = lambda: re.search(pattern, self.screen.text)
+        for key in (RIGHT, LEFT) * 3:
+            self.screen.type(key)
+            sent = len(self.wire.sent)
+            self.wait(lambda: seen() or len(self.wire.sent) > sent + 10 * RATE // 126, pattern)  # a station begins every four seconds
+            if seen():
+                return
+        self.fail(self.screen.text[-3000:])
+
+    def follow(self, *modes):
+        """A station a kilohertz in each mode, which go on and on: the operator tunes from one to the next, 8 Hz too low."""
+        places = [(1508 + 1008 * k, mode, word) for k, (mode, word) in enumerate(zip(modes, ("alfa", "kilo", "tango")))]
+        self.restart_radio(scene([(hertz, -70, mode.lower() if mode[0] == "Q" else f"b{mode.lower()}", word) for hertz, mode, word in places],
+                                 "pause=0"))
+        self.start_in_terminal("--psk-mode", modes[0], "--primary", "1500")
+        for hertz, mode, word in places:
+            self.wait(lambda: f"RX {mode} on" in self.screen.text, mode)
+            found = "|".join(rf"7\.{at // 1000:03}\.{at % 1000:03}" for at in range(40000 + hertz - 2, 40000 + hertz + 3))
+            self.press_until(rf"RX {mode} on ({found}), \d+ Hz[\r\n]+[^\r\n]*{word}")
+            self.screen.type(CTRL_F + TAB)
+
+    def test_the_primary_detector_follows_two_phases_at_each_speed(self):
+        self.follow("PSK31", "PSK63", "PSK125")
+
+    def test_the_primary_detector_follows_four_phases_at_each_speed(self):
+        self.follow("QPSK31", "QPSK63", "QPSK125")
 
     def test_a_quiet_band_says_nothing(self):
         done = self.talk("--seconds", "8")
