@@ -10,7 +10,7 @@ import unittest
 import zlib
 
 import larchPskTest as psk
-from larchTalkTest import FULL, HOLD, RATE
+from larchTalkTest import again_after_a_stall, FULL, HOLD, RATE
 
 STEP = 60  # Hz between rows, and pixels a second
 TOP = 1300  # Hz
@@ -129,6 +129,7 @@ class LarchHell(psk.LarchPsk):
             self.assertEqual(self.talk(*arguments).returncode, 2, arguments)
         self.assertEqual(self.wire.sent, [])
 
+    @again_after_a_stall
     def test_text_is_drawn_to_the_pixel_and_its_echo_is_readable_in_the_picture(self):
         self.restart_radio("noise -150\n", "--tx-back", "2")
         for _ in range(3):  # a machine that stands still for two seconds leaves a gap in the echo
@@ -140,6 +141,7 @@ class LarchHell(psk.LarchPsk):
             self.fail("the picture can't be read")
         self.assertFalse(self.readable(self.path("hell.png"), "iEg", 4 * RATE / 2048))
 
+    @again_after_a_stall
     def test_typed_text_is_drawn(self):
         self.start_in_terminal("--transmit", "--drive", "255")
         self.wait_for_picture("RX topmost row on 7.011.300, 60 Hz a row")
@@ -153,6 +155,7 @@ class LarchHell(psk.LarchPsk):
         self.screen.type(b"\x04")
         self.assertEqual(self.end()[0], 0)
 
+    @again_after_a_stall
     def test_escape_ends_a_text_behind_the_character_under_way(self):
         self.start_in_terminal("--transmit", "--drive", "255", "--text", "E" * 200)
         self.wait_for_air()

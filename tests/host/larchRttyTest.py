@@ -9,7 +9,7 @@ import sys
 import unittest
 
 import larchPskTest as psk
-from larchTalkTest import FULL, HOLD, RATE
+from larchTalkTest import again_after_a_stall, FULL, HOLD, RATE
 
 # the international alphabet No. 2 by code, first bit lowest; "\f" stands for the figures shift, "\v" for the letters shift
 LETTERS = "\0E\nA SIU\rDRJNFCKTZLWHYPQOBG\fMXV\v"
@@ -127,11 +127,13 @@ class LarchRtty(psk.LarchPsk):
         self.assertEqual(self.end()[0], 0)
         self.assert_nothing_was_sent()
 
+    @again_after_a_stall
     def test_text_is_keyed_to_the_letter_and_read_through_a_mirror(self):
         self.restart_radio("noise -150\n", "--record-tx", self.path("sent.wav"))
-        done = self.talk("--transmit", "--drive", "255", "--text", "Q1 599 042/k")
-        self.assertEqual(done.returncode, 0, done.stderr)
-        self.assertIn("sent Q1 599 042/k\n", done.stdout)
+        self.start("--transmit", "--drive", "255", "--text", "Q1 599 042/k")
+        status, out, err = self.end()
+        self.assertEqual(status, 0, err)
+        self.assertIn("sent Q1 599 042/k\n", out)
         self.assertEqual(len(self.wire.transmissions()), 1)
         sent = self.wire.transmissions()[0]
         self.assertAlmostEqual(max(abs(z) for z in sent) / FULL, 0.95, delta=0.05)  # the filter's ripple behind a change
@@ -147,6 +149,7 @@ class LarchRtty(psk.LarchPsk):
             lines.append(self.program.stdout.readline())
             self.assertTrue(lines[-1], lines)
 
+    @again_after_a_stall
     def test_typed_text_is_rewritten_before_it_goes_out(self):
         self.start_in_terminal("--transmit", "--drive", "255")
         self.wait_for_picture("hold> ")
@@ -160,6 +163,7 @@ class LarchRtty(psk.LarchPsk):
         self.assertEqual(len(self.wire.transmissions()), 1)
         self.assertIn("DE 56 K\r\n", read(codes(self.wire.transmissions()[0]), True))
 
+    @again_after_a_stall
     def test_escape_ends_a_text_behind_the_letter_under_way(self):
         self.start_in_terminal("--transmit", "--drive", "255", "--text", "RY" * 200)
         self.wait_for_air()
