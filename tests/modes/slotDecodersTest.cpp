@@ -75,7 +75,9 @@ TEST_F(slotDecodersTest, aWeakWsprStationIsReadFromBothKindsOfFile) {
   station.start();
   station.nextFile();
   station.nextFile();
-  const std::string original = folder.run("wsprd original.c2");
+  // what both captures hold: 114 s of the 120, then silence, for which the decoder gives the station 0.2 dB more
+  folder.run("head -c $((26 + 8 * 375 * 114)) original.c2 >cut_0000.c2 && truncate -s $((26 + 8 * 375 * 120)) cut_0000.c2");
+  const std::string original = folder.run("wsprd cut_0000.c2");
   expectSameLevel(folder.run("wsprd wav/260621_0002.wav"), original, "K1ABC FN42 33");
   expectSameLevel(folder.run("wsprd c2/260621_0002.c2"), original, "K1ABC FN42 33");
 }
