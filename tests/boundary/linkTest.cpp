@@ -79,11 +79,12 @@ class linkTest : public testing::Test {
     getUpdates();
     getRenderUpdates();
   }
+  // Once the radio has followed.
   bool heardAt(linkClient& client, double pitch) {
-    std::complex<double> here = 0, there = 0;
     constexpr int blocks = 8;
-    for (int tries = 0; tries < 200; tries++) {
-      here = there = 0;
+    const auto end = std::chrono::steady_clock::now() + larch::test::linkPatience;
+    while (std::chrono::steady_clock::now() < end) {
+      std::complex<double> here = 0, there = 0;
       for (int b = 0, k = 0; b < blocks;) {
         const std::string message = client.message();
         if (message.empty()) return false;
