@@ -104,7 +104,7 @@ class LarchPsk(talk.LarchTalk):
         for key in (RIGHT, LEFT) * 3:
             self.screen.type(key)
             sent = len(self.wire.sent)
-            self.wait(lambda: seen() or len(self.wire.sent) > sent + 10 * RATE // 126, pattern)  # a station begins every four seconds
+            self.wait(lambda: seen() or len(self.wire.sent) > sent + 10 * RATE // 126, pattern)  # a station begins every 4 s
             if seen():
                 return
         self.fail(self.screen.text[-3000:])
@@ -112,8 +112,8 @@ class LarchPsk(talk.LarchTalk):
     def follow(self, *modes):
         """A station a kilohertz in each mode, which go on and on: the operator tunes from one to the next, 8 Hz too low."""
         places = [(1508 + 1008 * k, mode, word) for k, (mode, word) in enumerate(zip(modes, ("alfa", "kilo", "tango")))]
-        self.restart_radio(scene([(hertz, -70, mode.lower() if mode[0] == "Q" else f"b{mode.lower()}", word) for hertz, mode, word in places],
-                                 "pause=0"))
+        stations = [(hertz, -70, mode.lower() if mode[0] == "Q" else f"b{mode.lower()}", word) for hertz, mode, word in places]
+        self.restart_radio(scene(stations, "pause=0"))
         self.start_in_terminal("--psk-mode", modes[0], "--primary", "1500")
         for hertz, mode, word in places:
             self.wait(lambda: f"RX {mode} on" in self.screen.text, mode)
