@@ -134,8 +134,8 @@ int main(int argc, char** argv) {
               (after.user + after.system - before.user - before.system) / signal_s, (after.user - before.user) / signal_s,
               (after.system - before.system) / signal_s);
   std::printf("sequence breaks %llu, most slots out %d of %d, receive buffer granted %d, spectrum frames %lld\n",
-              static_cast<unsigned long long>(radio->sequenceBreaks - breaksBefore), radio->transport.highWater(),
-              radio->transport.receiveSlots(), radio->transport.grantedReceiveBuffer(),
+              static_cast<unsigned long long>(radio->sequenceBreaks - breaksBefore), radio->transport->highWater(),
+              radio->transport->receiveSlots(), radio->transport->grantedReceiveBuffer(),
               static_cast<long long>(frames - framesBefore));
   for (const auto& [id, on] : threadsAfter)
     if (threadsBefore.count(id) && on - threadsBefore.at(id) > 1e6)

@@ -52,7 +52,8 @@ void HpsdrNpRadio::initialise() {
   if (hwReceivers.empty()) addHwReceiver(firstFrequency);
   if (transceivers.empty()) addVtrx(firstTransceiver, 0);
   widebandNyquist = clockFrequency.value / 2;
-  transport.create(radioAddress);
+  transport.emplace(transportShape::protocol2); // what a start has left whose thread couldn't be had
+  transport->create(radioAddress);
 }
 
 void HpsdrNpRadio::startRadio() {
@@ -85,10 +86,10 @@ void HpsdrNpRadio::startReceiveThread() {
 
 // Without a slot the packet is skipped; the next periodic one says the same.
 template <class Write> void HpsdrNpRadio::sendPacket(uint16_t port, uint32_t length, Write&& write) {
-  const int slot = transport.allocateSend(length);
+  const int slot = transport->allocateSend(length);
   if (slot < 0) return;
-  write(transport.sendDataArea(slot));
-  transport.send(slot, port, length);
+  write(transport->sendDataArea(slot));
+  transport->send(slot, port, length);
   sentCounter.fetch_add(1, std::memory_order_relaxed);
 }
 

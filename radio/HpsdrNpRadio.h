@@ -8,6 +8,7 @@
 #include "runtime/spscRing.h"
 #include <array>
 #include <atomic>
+#include <optional>
 
 namespace larch {
 
@@ -20,8 +21,8 @@ class HpsdrNpRadio : public Radio {
 
   void frequenciesChanged() override; // sends nothing: they go out with the next periodic packet
   void addHwReceiver(int32_t frequency) override;
-  // Waits about 8 ms. Throws, before anything has happened, when ipAddress is no address: the task is then logged and the radio
-  // isn't started.
+  // Waits about 8 ms. Throws when ipAddress is no address, before anything has happened, and when the system has no thread or no
+  // memory: the task is then logged and the radio isn't started, and the next start begins anew.
   void startRadio() override;
   void stopRadio() override;
 
@@ -59,7 +60,7 @@ class HpsdrNpRadio : public Radio {
   void handleRxPacketRIO(int32_t slot, int32_t receiver);
   void handleSamples(const uint8_t* packet, int32_t receiver);
   void handleWbRxPacketRIO(int32_t slot);
-  void giveBack(int32_t slot);
+  class borrowedSlot;
   void publishFrequencies();
 
   // Either's: each send has a slot of its own.
@@ -70,7 +71,8 @@ class HpsdrNpRadio : public Radio {
   static constexpr uint32_t releaseSlots = rioTransport::protocol2ReceiveSlots + 1; // one stays free
 
   // Shared with the receive thread.
-  rioTransport transport{transportShape::protocol2};
+  // Made anew by each start until the thread runs; then it stays.
+  std::optional<rioTransport> transport{std::in_place, transportShape::protocol2};
   spscRing<int32_t, releaseSlots> releaseRing; // from the group: slots to give back
   std::atomic<bool> running{false};            // what the high-priority packet says. Relaxed: one packet more or less
   // What the receive thread tells of hwReceivers. Relaxed but for the count, whose release makes the frequencies below it seen:

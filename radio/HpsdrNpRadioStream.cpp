@@ -22,8 +22,8 @@ void HpsdrNpRadio::rxCommsLoopRIO() {
 }
 
 void HpsdrNpRadio::rxTurn() {
-  const int slot = transport.waitReceive(1);
-  for (; const int32_t* done = releaseRing.front(); releaseRing.pop()) transport.releaseReceive(*done);
+  const int slot = transport->waitReceive(1);
+  for (; const int32_t* done = releaseRing.front(); releaseRing.pop()) transport->releaseReceive(*done);
   if (slot < 0) return;
   receivedCounter.fetch_add(1, std::memory_order_relaxed);
   dispatch(slot);
@@ -31,11 +31,11 @@ void HpsdrNpRadio::rxTurn() {
 
 void HpsdrNpRadio::dispatch(int32_t slot) {
   using namespace protocol2;
-  const int port = portOf(transport.receiveAddress(slot));
+  const int port = portOf(transport->receiveAddress(slot));
   if (port == microphonePort) microphonePacket();
   const bool wanted = port == statusPort || port == widebandPort || (port >= firstSamplePort && port <= lastSamplePort);
-  if (!wanted || transport.receiveLength(slot) < bytesRead(port)) {
-    transport.releaseReceive(slot);
+  if (!wanted || transport->receiveLength(slot) < bytesRead(port)) {
+    transport->releaseReceive(slot);
     return;
   }
   const int32_t receiver = port - firstSamplePort;
@@ -56,16 +56,28 @@ void HpsdrNpRadio::microphonePacket() {
   microphoneCount = microphoneCount == frequenciesAt ? 0 : microphoneCount + 1;
 }
 
-void HpsdrNpRadio::giveBack(int32_t slot) { releaseRing.emplace(slot); }
+// A received slot goes back to the receive thread at the end of its task, also when that ends by an exception.
+class HpsdrNpRadio::borrowedSlot {
+ public:
+  borrowedSlot(HpsdrNpRadio& radio, int32_t slot) : radio_(radio), slot_(slot) {}
+  ~borrowedSlot() { radio_.releaseRing.emplace(slot_); } // required: a full ring loses it for good, in silence
+  borrowedSlot(const borrowedSlot&) = delete;
+  borrowedSlot& operator=(const borrowedSlot&) = delete;
+  const uint8_t* data() const { return radio_.transport->receiveData(slot_); }
+
+ private:
+  HpsdrNpRadio& radio_;
+  const int32_t slot_;
+};
 
 void HpsdrNpRadio::HighPriorityStatuspacketRIO(int32_t slot) {
-  adcOvl.write(protocol2::overloadOf(transport.receiveData(slot)));
-  giveBack(slot);
+  const borrowedSlot packet(*this, slot);
+  adcOvl.write(protocol2::overloadOf(packet.data()));
 }
 
 void HpsdrNpRadio::handleRxPacketRIO(int32_t slot, int32_t receiver) {
-  if (static_cast<std::size_t>(receiver) < hwReceivers.size()) handleSamples(transport.receiveData(slot), receiver);
-  giveBack(slot);
+  const borrowedSlot packet(*this, slot);
+  if (static_cast<std::size_t>(receiver) < hwReceivers.size()) handleSamples(packet.data(), receiver);
 }
 
 void HpsdrNpRadio::handleSamples(const uint8_t* packet, int32_t receiver) {
@@ -88,7 +100,8 @@ void HpsdrNpRadio::handleSamples(const uint8_t* packet, int32_t receiver) {
 }
 
 void HpsdrNpRadio::handleWbRxPacketRIO(int32_t slot) {
-  const uint8_t* packet = transport.receiveData(slot);
+  const borrowedSlot borrowed(*this, slot);
+  const uint8_t* packet = borrowed.data();
   const auto sample = [packet](int index) { return protocol2::widebandSample(packet, index); };
   if (processWideband(protocol2::sequenceOf(packet), sample, widebandScale * gainFactor, meterPackets)) {
     const double peak = adcPeakRaw * peakScale;
@@ -96,7 +109,6 @@ void HpsdrNpRadio::handleWbRxPacketRIO(int32_t slot) {
     adcPeakDBFS.write(peakLevel_dB(peak));
     adcPeakRaw = 0;
   }
-  giveBack(slot);
 }
 
 } // namespace larch

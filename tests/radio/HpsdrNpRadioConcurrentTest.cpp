@@ -118,6 +118,6 @@ TEST(HpsdrNpRadioConcurrentTest, aHostChangesEverythingWhileItStreamsStopsAndSta
       ended++;
     });
   EXPECT_TRUE(pollUntil([&] { return ended.load() == 2; }));
-  EXPECT_TRUE(pollUntil([&] { return radio->transport.outOfKernel() == 0; })) << "every slot came back";
+  EXPECT_TRUE(pollUntil([&] { return radio->transport->outOfKernel() == 0; })) << "every slot came back";
   added.clear();
 }

@@ -1,16 +1,42 @@
 #include "tests/radio/logCapture.h"
 #include "tests/radio/npBench.h"
 #include <filesystem>
+#include <pthread.h>
+#include <system_error>
 
 using namespace larch;
 using namespace larch::test;
 
 namespace {
 
-std::ptrdiff_t threads() {
-  const std::filesystem::directory_iterator tasks("/proc/self/task");
-  return std::distance(begin(tasks), end(tasks));
+std::ptrdiff_t entries(const char* folder) {
+  const std::filesystem::directory_iterator all(folder);
+  return std::distance(begin(all), end(all));
 }
+std::ptrdiff_t threads() { return entries("/proc/self/task"); }
+std::ptrdiff_t descriptors() { return entries("/proc/self/fd"); }
+
+// While it lives no thread can start: none finds room for its stack.
+class noMoreThreads {
+ public:
+  noMoreThreads() {
+    pthread_getattr_default_np(&before_);
+    pthread_attr_t huge;
+    pthread_attr_init(&huge);
+    EXPECT_EQ(pthread_attr_setstacksize(&huge, std::size_t{1} << 47), 0); // all that a process can address
+    EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
+    pthread_attr_destroy(&huge);
+  }
+  ~noMoreThreads() {
+    EXPECT_EQ(pthread_setattr_default_np(&before_), 0);
+    pthread_attr_destroy(&before_);
+  }
+  noMoreThreads(const noMoreThreads&) = delete;
+  noMoreThreads& operator=(const noMoreThreads&) = delete;
+
+ private:
+  pthread_attr_t before_;
+};
 
 // The four packets of a start, by their ports; the last one's byte 4 says that the radio runs.
 void expectStart(npBench& b) {
@@ -37,7 +63,7 @@ TEST(HpsdrNpRadioLifecycleTest, aStartSendsEachPacketOnceAndTheStreamReachesATra
   EXPECT_TRUE(b.runUntil([&] { return b.radio->handledPackets == 6; }));
   EXPECT_EQ(b.radio->ep6SeqErrors.value, 0);
   EXPECT_EQ(b.radio->hwReceivers[0].fillPosition, 6 * 238u - 2 * 512u);
-  EXPECT_TRUE(b.runUntil([&] { return b.radio->transport.outOfKernel() == 0; }));
+  EXPECT_TRUE(b.runUntil([&] { return b.radio->transport->outOfKernel() == 0; }));
 }
 
 TEST(HpsdrNpRadioLifecycleTest, aStopAndAnotherStartNeedNoOtherThread) {
@@ -76,6 +102,29 @@ TEST(HpsdrNpRadioLifecycleTest, anAddressThatIsNoneEndsTheStartBeforeAnythingHap
   b.radio->ipAddress.set(b.peer.text());
   b.radio->start();
   expectStart(b);
+}
+
+TEST(HpsdrNpRadioLifecycleTest, aStartWithoutAThreadLeaksNoSocketAndTheNextOneBeginsAnew) {
+  npBench b(true);
+  const auto threadsBefore = threads();
+  {
+    const noMoreThreads starved;
+    EXPECT_THROW(b.radio->startRadio(), std::system_error);
+    b.keepTransceivers();
+    const auto descriptorsBefore = descriptors();
+    for (int i = 0; i < 3; i++) EXPECT_THROW(b.radio->startRadio(), std::system_error);
+    EXPECT_EQ(descriptors(), descriptorsBefore);
+  }
+  EXPECT_FALSE(b.radio->threadStarted);
+  EXPECT_EQ(threads(), threadsBefore);
+  EXPECT_TRUE(b.peer.receive(1024, 0).empty());
+  const auto descriptorsBefore = descriptors();
+  b.radio->startRadio();
+  EXPECT_EQ(descriptors(), descriptorsBefore);
+  EXPECT_EQ(b.radio->transceivers.size(), 1u);
+  expectStart(b);
+  b.fromRadio(1035, npSamples(0));
+  EXPECT_TRUE(b.runUntil([&] { return b.radio->handledPackets == 1; }));
 }
 
 TEST(HpsdrNpRadioLifecycleTest, theBroadcastAddressPassesAndItsSendsAreLogged) {

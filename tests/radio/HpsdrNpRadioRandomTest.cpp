@@ -59,7 +59,7 @@ TEST_P(HpsdrNpRadioRandomTest, anythingMayComeAndNothingElseIsLost) {
   EXPECT_EQ(static_cast<uint64_t>(b.radio->meterCounter), expected.wideband % 202);
   EXPECT_EQ(static_cast<uint64_t>(b.radio->microphoneCount), expected.microphone % 32);
   for (std::size_t r = 0; r < 4; r++) EXPECT_EQ(b.radio->hwReceivers[r].expectedSequence, expected.next[r]);
-  EXPECT_EQ(b.radio->transport.outOfKernel(), 0);
+  EXPECT_EQ(b.radio->transport->outOfKernel(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(seeds, HpsdrNpRadioRandomTest, testing::Values(1u, 20u, 300u));

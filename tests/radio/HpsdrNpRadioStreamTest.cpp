@@ -38,7 +38,7 @@ TEST(HpsdrNpRadioStreamTest, samplesLandInTheChunkOfTheirPortsReceiver) {
   for (int r = 0; r < 3; r++) expectPattern(b, r, word / std::pow(10.0, -0.5));
   EXPECT_EQ(b.radio->handledPackets, 3u);
   EXPECT_EQ(b.radio->ep6SeqErrors.value, 0);
-  EXPECT_EQ(b.radio->transport.outOfKernel(), 0);
+  EXPECT_EQ(b.radio->transport->outOfKernel(), 0);
 }
 
 TEST(HpsdrNpRadioStreamTest, anOddNyquistZoneSwapsIAndQ) {
@@ -118,7 +118,7 @@ TEST(HpsdrNpRadioStreamTest, receiversThatAreNotThereAreDroppedAndNothingElseIsL
   EXPECT_EQ(b.radio->handledPackets, 40u);
   EXPECT_EQ(b.radio->ep6SeqErrors.value, 0);
   for (const auto& hw : b.radio->hwReceivers) EXPECT_EQ(hw.expectedSequence, 20u);
-  EXPECT_EQ(b.radio->transport.outOfKernel(), 0);
+  EXPECT_EQ(b.radio->transport->outOfKernel(), 0);
   b.radio->addHwReceiver(3500000); // begins where its stream is
   b.one(1037, npSamples(20));
   EXPECT_EQ(b.radio->ep6SeqErrors.value, 1);
@@ -140,7 +140,7 @@ TEST(HpsdrNpRadioStreamTest, packetsThatEndTooSoonAreDropped) {
   EXPECT_EQ(b.radio->adcPeakRaw, 0);
   EXPECT_EQ(b.radio->meterCounter, 0);
   EXPECT_FALSE(b.radio->adcOvl.hasValue);
-  EXPECT_EQ(b.radio->transport.outOfKernel(), 0);
+  EXPECT_EQ(b.radio->transport->outOfKernel(), 0);
   b.fromRadio(1035, cut(npSamples(1), 2000)); // longer than it should be
   b.fromRadio(1027, cut(wideband(0, 1000), 1500));
   b.fromRadio(1025, cut(npStatus(1), 6));
@@ -163,7 +163,22 @@ TEST(HpsdrNpRadioStreamTest, otherPortsSendersAreReleased) {
   }
   b.takeAll();
   EXPECT_EQ(b.radio->handledPackets, 0u);
-  EXPECT_EQ(b.radio->transport.outOfKernel(), 0);
+  EXPECT_EQ(b.radio->transport->outOfKernel(), 0);
+}
+
+TEST(HpsdrNpRadioStreamTest, aHandlerThatThrowsGivesItsSlotBack) {
+  npBench b;
+  const auto fail = [] { throw std::runtime_error("the observer's"); };
+  b.radio->adcOvl.observer = b.radio->ep6SeqErrors.observer = b.radio->adcPeak.observer = fail;
+  b.radio->meterCounter = 1000; // the next wideband packet tells the peak
+  b.fromRadio(1025, npStatus(1));
+  b.fromRadio(1035, npSamples(7));
+  b.fromRadio(1027, wideband(0, 100));
+  b.takeAll();
+  EXPECT_TRUE(b.radio->adcOvl.value);
+  EXPECT_EQ(b.radio->ep6SeqErrors.value, 1);
+  EXPECT_GT(b.radio->adcPeak.value, 0);
+  EXPECT_EQ(b.radio->transport->outOfKernel(), 0);
 }
 
 TEST(HpsdrNpRadioStreamTest, theStatusTellsTheOverloadByOneByte) {
@@ -177,7 +192,7 @@ TEST(HpsdrNpRadioStreamTest, theStatusTellsTheOverloadByOneByte) {
     b.one(1025, npStatus(static_cast<uint8_t>(value)));
     EXPECT_EQ(b.radio->adcOvl.value, value != 0);
   }
-  EXPECT_EQ(b.radio->transport.outOfKernel(), 0);
+  EXPECT_EQ(b.radio->transport->outOfKernel(), 0);
 }
 
 TEST(HpsdrNpRadioStreamTest, widebandSamplesAreBigEndianAndFillTheirQuarters) {
@@ -196,7 +211,7 @@ TEST(HpsdrNpRadioStreamTest, widebandSamplesAreBigEndianAndFillTheirQuarters) {
     ASSERT_NEAR(block[i], value(s, i % 512) * scale, 1e-18) << i;
   }
   EXPECT_EQ(b.radio->adcPeakRaw, value(7, 511));
-  EXPECT_EQ(b.radio->transport.outOfKernel(), 0);
+  EXPECT_EQ(b.radio->transport->outOfKernel(), 0);
 }
 
 TEST(HpsdrNpRadioStreamTest, thePeakIsToldWithEveryTwoHundredAndSecondPacket) {
@@ -255,7 +270,7 @@ TEST(HpsdrNpRadioPacingTest, inThirtyTwoMicrophonePacketsEachGoesOutOnceHalfACyc
     const paced out = microphone(b);
     ASSERT_EQ(out.receivers.size(), n % 32 == 15 ? 1444u : 0u) << n;
     ASSERT_EQ(out.frequencies.size(), n % 32 == 31 ? 1444u : 0u) << n;
-    ASSERT_EQ(b.radio->transport.outOfKernel(), 0) << "each slot goes back at once, at " << n;
+    ASSERT_EQ(b.radio->transport->outOfKernel(), 0) << "each slot goes back at once, at " << n;
     ASSERT_EQ(b.radio->microphoneCount, (n + 1) % 32);
   }
   EXPECT_TRUE(b.peer.receive(1024, 0).empty());

@@ -99,7 +99,7 @@ struct npBench {
       if (each->txagc.value) keptByCore(each->txagc.value);
     }
   }
-  int port() const { return radio->transport.localPort(); }
+  int port() const { return radio->transport->localPort(); }
   // By hand no more wait in the socket than the smallest buffer holds.
   void fromRadio(int fromPort, const bytes& data) {
     peer.send(fromPort, port(), data);
