@@ -132,6 +132,8 @@ TEST(HpsdrNpRadioLifecycleTest, theBroadcastAddressPassesAndItsSendsAreLogged) {
   npBench b(true);
   b.radio->ipAddress.set("255.255.255.255");
   b.radio->startRadio();
-  EXPECT_EQ(log.times("RIOSend 13"), 4) << log.text();
+  // EACCES, or ENETUNREACH where no route leads anywhere
+  EXPECT_EQ(log.times("RIOSend 13") + log.times("RIOSend 101"), 4) << log.text();
+  EXPECT_EQ(log.times("RIOSend"), 4) << log.text();
   EXPECT_TRUE(b.radio->running.load());
 }
