@@ -167,6 +167,7 @@ class LarchPsk(talk.LarchTalk):
         self.assertEqual(self.end()[0], 0)
         self.assert_nothing_was_sent()
 
+    @talk.again_after_a_stall
     def test_text_that_is_sent_is_read_again(self):
         self.restart_radio("noise -150\n", "--tx-back", "14")
         self.start("--transmit", "--drive", "255", "--primary", "1100", "--text", "vvv vvv CQ de Q1ABC pse K", "--seconds", "300")
@@ -180,6 +181,7 @@ class LarchPsk(talk.LarchTalk):
         self.assertGreater(sum(turns), 12)
         self.assertFalse(any(bpsk31(samples[-RATE:-RATE // 4], 1100, symbol)))
 
+    @talk.again_after_a_stall
     def test_the_program_ends_with_its_text(self):
         done = self.talk("--transmit", "--drive", "255", "--text", "73")
         self.assertEqual(done.returncode, 0, done.stderr)
@@ -188,6 +190,7 @@ class LarchPsk(talk.LarchTalk):
         self.assertAlmostEqual(max(abs(z) for z in self.wire.transmissions()[0]) / FULL, 1, delta=0.01)
         self.assert_stopped()
 
+    @talk.again_after_a_stall
     def test_typed_text_is_rewritten_before_it_goes_out(self):
         self.start_in_terminal("--transmit", "--drive", "255")
         self.wait_for_picture("hold> ")
@@ -200,6 +203,7 @@ class LarchPsk(talk.LarchTalk):
         self.wait(lambda: "hold> the cat sat here" in self.screen.text, "what went out")
         self.assertEqual(len(self.wire.transmissions()), 1)
 
+    @talk.again_after_a_stall
     def test_stop_drops_what_waits(self):
         self.start_in_terminal("--transmit", "--drive", "255", "--text", "a long text " * 60)
         self.wait_for_air()
@@ -208,6 +212,7 @@ class LarchPsk(talk.LarchTalk):
         self.wait_for_mox(False)
         self.assertLess(len(self.wire.transmissions()[0]), 30 * RATE)
 
+    @talk.again_after_a_stall
     def test_a_time_out_drops_what_waits_and_is_a_failure(self):
         done = self.talk("--transmit", "--drive", "255", "--timeout", "3", "--text", "a long text " * 60)
         self.assertEqual(done.returncode, 1)
@@ -221,6 +226,7 @@ class LarchPsk(talk.LarchTalk):
         self.assertEqual(done.returncode, 1, done)
         self.assertIn("the radio sent nothing", done.stderr)
 
+    @talk.again_after_a_stall
     def test_interrupt_ends_a_transmission_behind_its_carrier(self):
         self.start("--transmit", "--drive", "255", "--text", "a long text " * 60)
         self.wait_for_air()
