@@ -39,7 +39,7 @@ static void onSpectrum(floatArray* frame, double low, double high, int32_t rate)
   for (i = 0; i < n; i++)
     if (points[i] > strongest) {
       strongest = points[i];
-      strongestFrequency = low + i * (high - low) / n;
+      strongestFrequency = low + (i + 1) * (high - low) / n; /* a point shows what lies one step above */
     }
   floatArray_delete(frame); /* the frame is ours, too */
 }
@@ -91,7 +91,6 @@ int main(int argc, char** argv) {
 
   Radio_stop((Radio*)radio);
   if (transceiver) {
-    vtrx_bindnewSpectrum(transceiver, onSpectrum); /* frames under way still need their owner */
     vtrx_remove(transceiver);
     vtrx_release(transceiver);
     ssbModDemod_release(mode);

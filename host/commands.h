@@ -51,7 +51,7 @@ struct textOptions : transmitOptions {
 };
 
 struct talkOptions : transmitOptions {
-  listenOptions receive; // with no further receivers
+  listenOptions receive;
   std::string input;     // microphone: device id, part of a name, "none"; empty: the system's default
   bool vox = false, delay = false, twoTone = false, radioKeys = false;
   double voxThreshold = 0.2, voxHold_s = 0.5;

@@ -39,7 +39,7 @@ void addRadioOptions(CLI::App& command, radioChoice& radio) {
   command.add_option("--board", radio.board, "settings of this board whatever discovery says (larch radios --boards)");
   command.add_option("--clock", radio.clock_Hz, "ADC clock in Hz")->check(CLI::Range(1000000, 1000000000));
   command.add_option("--receivers", radio.receivers, "hardware receivers")->check(CLI::Range(1, 32));
-  command.add_option("--max-adc", radio.maxAdc, "ADC full scale: 2048 or 32768")->check(CLI::Range(1, 1 << 24));
+  command.add_option("--max-adc", radio.maxAdc, "ADC full scale: 2048 or 32768")->check(CLI::Range(1, 32768));
   command.add_flag("--force", radio.force, "also a radio that is in use, or that doesn't answer");
 }
 

@@ -29,7 +29,7 @@ class HpsdrRadio : public Radio {
   void frequenciesChanged() override;
   void addHwReceiver(int32_t frequency) override;
   void transmit(cbuff block) override;
-  void startRadio() override; // waits about 140 ms, the first time 240
+  void startRadio() override; // waits about 30 ms, the first time 130
   void stopRadio() override;
 
   // Blind writes into the board's small devices; each goes out in place of a register.

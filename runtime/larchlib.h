@@ -204,7 +204,8 @@ LARCH_API void Wireless_resetoutputDevices(Wireless* h);
 LARCH_API void Wireless_bindinputDevices(Wireless* h, larch_choice_row_cb callback);
 LARCH_API void Wireless_setinputDevices(Wireless* h, int32_t action, int32_t index, ValueLabelItem* item);
 LARCH_API void Wireless_resetinputDevices(Wireless* h);
-/* DefaultMicEQ: nine points: inp in Hz, rising, outp a linear gain, straight lines between them. */
+/* DefaultMicEQ: the first nine rows count, with fewer it is flat: inp in Hz, rising, outp a linear gain, straight lines
+   between them. */
 LARCH_API void Wireless_bindDefaultMicEQ(Wireless* h, larch_calib_line_row_cb callback);
 LARCH_API void Wireless_setDefaultMicEQ(Wireless* h, int32_t action, int32_t index, calibLine* item);
 LARCH_API void Wireless_resetDefaultMicEQ(Wireless* h);
@@ -226,8 +227,9 @@ LARCH_API void calibLine_setoutp(calibLine* h, double value);
    transceivers from the few receivers of the hardware: a transceiver that lies within the band of a receiver shares it,
    and a receiver's centre moves when that keeps everybody served.
 
-   A radio that has been started is never destroyed. Host's order: create, bind, set (address, board's values), start,
-   addVtrx.
+   A radio that has been started is never destroyed. Host's order: create, bind, set (address, board's values), addVtrx,
+   start: a first start of HpsdrRadio or HpsdrNpRadio without a transceiver makes one by itself, on 14095600 Hz, which
+   vtrxAdded hands over like any other.
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API Radio* Radio_create(void);
 LARCH_API void Radio_release(Radio* h);
@@ -261,7 +263,9 @@ LARCH_API void Radio_setTransceiverOffset(Radio* h, int32_t value);
 /* rxLevelCalibration: linear factor on every received sample (Protocol 1). Default 1.0. */
 LARCH_API void Radio_bindrxLevelCalibration(Radio* h, larch_double_cb callback);
 LARCH_API void Radio_setrxLevelCalibration(Radio* h, double value);
-/* ptt: the radio transmits, as this system commands it. Default false. */
+/* ptt: the radio transmits, as this system commands it. A set reaches the radio past everything else: false takes MOX
+   away with the next datagram, without a fall; true keys it, with silence, even without canTransmit. Key by vtrx ptt.
+   Default false. */
 LARCH_API void Radio_bindptt(Radio* h, larch_bool_cb callback);
 LARCH_API void Radio_setptt(Radio* h, bool value);
 /* RadioPtt: the radio's own PTT input, as the radio reports it. Default false. */
@@ -297,7 +301,8 @@ LARCH_API void HpsdrRadio_release(HpsdrRadio* h);
 LARCH_API void HpsdrRadio_bindSampleRates(HpsdrRadio* h, larch_choice_row_cb callback);
 LARCH_API void HpsdrRadio_setSampleRates(HpsdrRadio* h, int32_t action, int32_t index, ValueLabelItem* item);
 LARCH_API void HpsdrRadio_resetSampleRates(HpsdrRadio* h);
-/* ipAddress: dotted IPv4 address of the radio, read at the first start. Default empty. */
+/* ipAddress: dotted IPv4 address of the radio, read at the first start only. A text that is none leaves "create rio
+   failed" in the log, and this object stays silent for good. Default empty. */
 LARCH_API void HpsdrRadio_bindipAddress(HpsdrRadio* h, larch_text_cb callback);
 LARCH_API void HpsdrRadio_setipAddress(HpsdrRadio* h, const char* text);
 /* Mac: the radio's MAC address, kept for the host. Default empty. */
@@ -313,7 +318,8 @@ LARCH_API void HpsdrRadio_setfrequencyCalibration(HpsdrRadio* h, double value);
    Default false. */
 LARCH_API void HpsdrRadio_bindautoFreqCalib(HpsdrRadio* h, larch_bool_cb callback);
 LARCH_API void HpsdrRadio_setautoFreqCalib(HpsdrRadio* h, bool value);
-/* rxGain: gain of the receive path in dB. Default 24. */
+/* rxGain: gain of the receive path in dB. Nothing limits it: outside of minRxRFGain to maxRxRFGain the radio gets another
+   gain's code. Default 24. */
 LARCH_API void HpsdrRadio_bindrxGain(HpsdrRadio* h, larch_int32_cb callback);
 LARCH_API void HpsdrRadio_setrxGain(HpsdrRadio* h, int32_t value);
 /* txGain: gain of the receive path in dB while transmitting. Default 0. */
@@ -364,8 +370,8 @@ LARCH_API void HpsdrRadio_setRevPwr(HpsdrRadio* h, float value);
 /* Swr: standing wave ratio while transmitting; else 0. */
 LARCH_API void HpsdrRadio_bindSwr(HpsdrRadio* h, larch_float_cb callback);
 LARCH_API void HpsdrRadio_setSwr(HpsdrRadio* h, float value);
-/* maxAdcValue: full scale of the ADC, for the receive level and the meters: 2048 for 12 bits, 32768 for 16. Above 0;
-   default 2048. */
+/* maxAdcValue: full scale of the ADC, for the receive level and the meters: 2048 for 12 bits, 32768 for 16. 1 to 32768:
+   samples are multiplied by the whole part of 32768 / maxAdcValue. Default 2048. */
 LARCH_API void HpsdrRadio_bindmaxAdcValue(HpsdrRadio* h, larch_int32_cb callback);
 LARCH_API void HpsdrRadio_setmaxAdcValue(HpsdrRadio* h, int32_t value);
 /* TypeID: board type, from the host; 6 and 7 have disableTR, enablePA and a tune bit. Default 0. */
@@ -531,8 +537,8 @@ LARCH_API void HpsdrNpRadio_setfrequencyCalibration(HpsdrNpRadio* h, double valu
 /* autoFreqCalib: kept and reported. Default false. */
 LARCH_API void HpsdrNpRadio_bindautoFreqCalib(HpsdrNpRadio* h, larch_bool_cb callback);
 LARCH_API void HpsdrNpRadio_setautoFreqCalib(HpsdrNpRadio* h, bool value);
-/* rxGain: gain of the receive path in dB, maxRxRFGain less the attenuation, which the radio is told. The samples are
-   scaled back by it, so that levels stay. Default 0. */
+/* rxGain: gain of the receive path in dB, maxRxRFGain less the attenuation, which the radio is told, 0 to 31 dB:
+   keep it within maxRxRFGain - 31 to maxRxRFGain. The samples are scaled back by it, so that levels stay. Default 0. */
 LARCH_API void HpsdrNpRadio_bindrxGain(HpsdrNpRadio* h, larch_int32_cb callback);
 LARCH_API void HpsdrNpRadio_setrxGain(HpsdrNpRadio* h, int32_t value);
 /* txGain: kept and reported. Default 0. */
@@ -600,8 +606,9 @@ LARCH_API void vtrx_release(vtrx* h);
 LARCH_API void vtrx_start(vtrx* h);
 /* Closes the sound devices and leaves the radio; releasing the handle alone doesn't. */
 LARCH_API void vtrx_remove(vtrx* h);
-/* Gives it a mode; without one there is no audio. A mode object serves one transceiver at a time; the transceiver holds
-   it, the handle stays the host's. Set both filters again afterwards: they are designed for the mode's sample rate. */
+/* Gives it a mode; without one there is no audio, no newSpectrum and no signalStrength. A mode object serves one
+   transceiver at a time; the transceiver holds it, the handle stays the host's. Set both filters again afterwards: they
+   are designed for the mode's sample rate. */
 LARCH_API void vtrx_setModulation(vtrx* h, modDemod* mode);
 /* Pass-band of reception, Hz from the tuned frequency: 300 to 2700 is upper sideband speech, -2700 to -300 lower.
    Default -3000 to 3000. */
@@ -612,8 +619,9 @@ LARCH_API void vtrx_setTxFilter(vtrx* h, int32_t low, int32_t high);
 LARCH_API void vtrx_setRxFrequency(vtrx* h, int32_t frequency);
 /* newSpectrum, inside getRenderUpdates: 2048 values, log10 of power (ten times that is dB, a full-scale carrier on a point
    is about -0.13, 1.13 below the S-meter), from low to high Hz, -20.0 where nothing is known; rate is that of the hardware
-   in Hz. Value i shows what lies one step above low + i * (high - low) / 2048. Free the frame with floatArray_delete. About
-   two frames a second in the background. */
+   in Hz. Value i shows what lies one step above low + i * (high - low) / 2048; with specZoom below 1 specZoom steps above
+   it, and beyond the receiver's band just there. Free the frame with floatArray_delete. About two frames a second in the
+   background. */
 LARCH_API void vtrx_bindnewSpectrum(vtrx* h, larch_spectrum_cb callback);
 /* vfo: tuned frequency in Hz. Default 14095600; told at bind after addVtrx. */
 LARCH_API void vtrx_bindvfo(vtrx* h, larch_int32_cb callback);
@@ -658,7 +666,8 @@ LARCH_API void vtrx_setrxagc(vtrx* h, agc* value);
 /* txagc: gain control of what is heard while transmitting; made with Volume 0.0, told at bind. */
 LARCH_API void vtrx_bindtxagc(vtrx* h, larch_agc_cb callback);
 LARCH_API void vtrx_settxagc(vtrx* h, agc* value);
-/* signalStrength: dB, level in the receive filter: 10 dB for a full-scale carrier. About five times a second. */
+/* signalStrength: dB, level in the receive filter: 10 dB for a full-scale carrier. About five times a second, 42
+   times with wide FM. */
 LARCH_API void vtrx_bindsignalStrength(vtrx* h, larch_double_cb callback);
 LARCH_API void vtrx_setsignalStrength(vtrx* h, double value);
 /* bandwidthSufficient: false: the radio's rate is below what the mode needs, and there is no audio. Default true. */
@@ -676,7 +685,8 @@ LARCH_API void vtrx_setADC1Phase(vtrx* h, double value);
 /* ptt: transmit; set by the host, VOX or a mode. Default false. */
 LARCH_API void vtrx_bindptt(vtrx* h, larch_bool_cb callback);
 LARCH_API void vtrx_setptt(vtrx* h, bool value);
-/* tune: transmits a steady carrier in place of the mode. Default false. */
+/* tune: a steady carrier, 0.99 of full scale, in place of the mode. It doesn't key: set ptt, too; without a mode there is
+   silence. Default false. */
 LARCH_API void vtrx_bindtune(vtrx* h, larch_bool_cb callback);
 LARCH_API void vtrx_settune(vtrx* h, bool value);
 /* drive: transmit level 0 to 255. Default 0. */
@@ -734,10 +744,12 @@ LARCH_API void agc_setManualGain(agc* h, double value);
    ------------------------------------------------------------------------------------------------------------------- */
 LARCH_API modDemod* modDemod_create(void);
 LARCH_API void modDemod_release(modDemod* h);
-/* rxFreq: Hz of audio offset at which a digital mode receives. Default 0; 1500 in PskModDemod. */
+/* rxFreq: Hz above the tuned frequency at which PskModDemod and RTTYModDemod receive; the others don't look at it. In
+   PskModDemod it follows the signal. Default 0; 1500 in PskModDemod. */
 LARCH_API void modDemod_bindrxFreq(modDemod* h, larch_int32_cb callback);
 LARCH_API void modDemod_setrxFreq(modDemod* h, int32_t value);
-/* txFreq: the same for transmission. Default 0; 1500 in JTModDemod. */
+/* txFreq: the same for transmission in JTModDemod. PskModDemod sends at rxFreq and only reports it here. Default 0; 1500
+   in JTModDemod. */
 LARCH_API void modDemod_bindtxFreq(modDemod* h, larch_int32_cb callback);
 LARCH_API void modDemod_settxFreq(modDemod* h, int32_t value);
 /* rnnoise: noise reduction on this mode's audio. Default false. */
@@ -802,7 +814,8 @@ LARCH_API void fmModDemod_setcompression(fmModDemod* h, double value);
    Text modes: cwModDemod, PskModDemod, RTTYModDemod and hellschreiberModDemod send text. The host keeps a growing text
    and hands it over whole each time with QueueText; base is the number of characters that had been sent (counted from
    sentChars) when that text began. What hasn't gone out is replaced, so that it may still be rewritten; what has gone
-   out isn't sent again. At most 1,023 characters wait. "~" ends the transmission; in cwModDemod a line end does, too.
+   out isn't sent again. At most 1,023 bytes wait: of a longer text only the last (length modulo 1,024) stay, without a
+   word. "~" ends the transmission; in cwModDemod a line end does, too.
 
    Text doesn't key the transmitter: set the transceiver's ptt. sentChars brings each character as it leaves the queue.
    ------------------------------------------------------------------------------------------------------------------- */
@@ -851,13 +864,18 @@ LARCH_API void cwModDemod_setdbg1(cwModDemod* h, double value);
 LARCH_API void cwModDemod_binddbg2(cwModDemod* h, larch_double_cb callback);
 LARCH_API void cwModDemod_setdbg2(cwModDemod* h, double value);
 
-/* PskModDemod: PSK31 and relatives on 66 channels at once. Channels 0 to 59 look for signals by themselves, 60 to 65 are
-   the operator's, one for each mode. */
+/* PskModDemod: PSK31 and relatives on 66 channels at once; frequencies are Hz above the transceiver's. Channels 0 to 29
+   (PSK31) and 30 to 59 (PSK63) look for signals by themselves, 60 to 65 are the operator's, one for each mode, tuned by
+   rxFreq, at which it also sends. The receive filter must lie on one side of the frequency and end below 4000 Hz: what
+   lies beyond folds in. The transmit filter must let the signal through. A transmission begins with a second of idle,
+   idles without text, and ends with two seconds of steady carrier, also behind a "~", which drops ptt. Bytes from 128 on
+   key no text. */
 LARCH_API PskModDemod* PskModDemod_create(void);
 LARCH_API void PskModDemod_release(PskModDemod* h);
 LARCH_API void PskModDemod_QueueText(PskModDemod* h, const char* text, uint32_t base);
+/* sentChars: one character, as it was queued, when the modulator takes it. */
 LARCH_API void PskModDemod_bindsentChars(PskModDemod* h, larch_text_cb callback);
-/* newChars: text of the primary detector. */
+/* newChars: text of the primary detector, some characters a call. */
 LARCH_API void PskModDemod_bindnewChars(PskModDemod* h, larch_text_cb callback);
 /* Modes: choices for mode, six rows. */
 LARCH_API void PskModDemod_bindModes(PskModDemod* h, larch_choice_row_cb callback);
@@ -984,7 +1002,8 @@ LARCH_API void JTModDemod_setperiod(JTModDemod* h, int32_t value);
 LARCH_API void JTModDemod_bindDecimation(JTModDemod* h, larch_int32_cb callback);
 LARCH_API void JTModDemod_setDecimation(JTModDemod* h, int32_t value);
 /* samplesPerBlock: recorded values of a slot, I and Q counted each. Smaller: a running capture ends there; larger: from the
-   next slot on. Default 151200, 12.6 s. */
+   next slot on. With endPadding above 0, a value that grows meanwhile, or falls below what has been recorded, leaves
+   " buff slice error" and four numbers, without a line end, on the process's standard output. Default 151200, 12.6 s. */
 LARCH_API void JTModDemod_bindsamplesPerBlock(JTModDemod* h, larch_int32_cb callback);
 LARCH_API void JTModDemod_setsamplesPerBlock(JTModDemod* h, int32_t value);
 /* endPadding: values at the end that are zero instead of received; the block in which they begin is recorded whole.
