@@ -4,6 +4,7 @@
 #include "modes/modDemodOwner.h"
 #include "runtime/property.h"
 #include "runtime/snapshot.h"
+#include <atomic>
 
 namespace larch {
 
@@ -44,12 +45,13 @@ class modDemod : public asyncObject {
   property<int32_t> db1{0};              // kept and reported for the host
 
   // read and written by the transceiver on its group
-  int32_t txTailSamples = 512;   // length of the tail after ptt falls, at 48000 Hz
-  bool txFinishing = false;      // ptt has fallen: flush what is left
-  bool useTxFilter = true;       // take the transmit block from behind the transceiver's filter
-  bool blockedTx = true;         // transmit in blocks of 512 with a leading silence; false: groups of 126 straight from modulate
-  bool minimumPhaseRx = false;   // build the receive filter in minimum-phase form
-  snapshot<modDemodOwner> owner; // published by the transceiver's group at attach and swap; any thread reads
+  int32_t txTailSamples = 512;    // length of the tail after ptt falls, at 48000 Hz
+  bool txFinishing = false;       // ptt has fallen: flush what is left
+  bool useTxFilter = true;        // take the transmit block from behind the transceiver's filter
+  bool blockedTx = true;          // transmit in blocks of 512 with a leading silence; false: groups of 126 straight from modulate
+  bool minimumPhaseRx = false;    // build the receive filter in minimum-phase form
+  snapshot<modDemodOwner> owner;  // published by the transceiver's group at attach and swap; any thread reads
+  std::atomic<bool> inUse{false}; // modeTurn's
 
  protected:
   // For verbs and observers that touch signal state or the transceiver: body(held) runs as a task of the transceiver's group, in
@@ -71,6 +73,22 @@ class modDemod : public asyncObject {
         },
         name));
   }
+};
+
+// A transceiver's turn inside the signal code of a mode. While the mode changes hands two transceivers may have it, on two
+// threads: the one that comes second gets none, and leaves its block out. rt, waits for nothing.
+class modeTurn {
+ public:
+  explicit modeTurn(modDemod* mode) : mode_(mode && !mode->inUse.exchange(true, std::memory_order_acquire) ? mode : nullptr) {}
+  ~modeTurn() {
+    if (mode_) mode_->inUse.store(false, std::memory_order_release);
+  }
+  modeTurn(const modeTurn&) = delete;
+  modeTurn& operator=(const modeTurn&) = delete;
+  modDemod* mode() const { return mode_; } // null: no turn, or no mode
+
+ private:
+  modDemod* const mode_;
 };
 
 } // namespace larch

@@ -607,8 +607,9 @@ LARCH_API void vtrx_start(vtrx* h);
 /* Closes the sound devices and leaves the radio; releasing the handle alone doesn't. */
 LARCH_API void vtrx_remove(vtrx* h);
 /* Gives it a mode; without one there is no audio, no newSpectrum and no signalStrength. A mode object serves one
-   transceiver at a time; the transceiver holds it, the handle stays the host's. Set both filters again afterwards: they
-   are designed for the mode's sample rate. */
+   transceiver at a time: before another one gets it, give the first one another mode, or remove it, and wait for its Echo.
+   The transceiver holds it, the handle stays the host's. Set both filters again afterwards: they are designed for the
+   mode's sample rate. */
 LARCH_API void vtrx_setModulation(vtrx* h, modDemod* mode);
 /* Pass-band of reception, Hz from the tuned frequency: 300 to 2700 is upper sideband speech, -2700 to -300 lower.
    Default -3000 to 3000. */

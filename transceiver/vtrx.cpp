@@ -159,7 +159,8 @@ void vtrx::pttChanged() {
 }
 
 void vtrx::modulateTask() {
-  const cbuff group = transmit_.produce(mode_.get(), tune.value, [this](const buff<float>& mic) {
+  const modeTurn turn(mode_.get());
+  const cbuff group = transmit_.produce(turn.mode(), tune.value, [this](const buff<float>& mic) {
     fill(mic, 0.0f); // what no device fills is silence
     micIn.readMicrophone(mic);
   });

@@ -8,7 +8,8 @@ void vtrx::processRxChunk(cbuff chunk, int32_t centre, int32_t rate, buff<double
   if (!started_) return;
   const auto joined = joiner_.gather(chunk, adc, ADCs.value, {ADC1Gain.value, ADC1Phase.value});
   if (!joined) return;
-  if (!mode_) return;
+  const modeTurn turn(mode_.get());
+  if (!turn.mode()) return;
   const int32_t wanted = mode_->sampleRate();
   const int32_t ratio = wanted > 0 ? rate / wanted : 0;
   const spectrumInput forSpectrum{*joined, centre, rate, std::move(wideband), widebandNyquist};

@@ -2,6 +2,8 @@
 #include "modes/modDemod.h"
 #include "tests/runtime/testGroup.h"
 #include <gtest/gtest.h>
+#include <thread>
+#include <vector>
 
 namespace larch::test {
 namespace {
@@ -29,6 +31,41 @@ TEST(modDemodTest, startsWithTheValuesThatTheTransceiverReliesOn) {
   EXPECT_EQ(mode->owner.load().object.lock(), nullptr);
   EXPECT_EQ(mode->rnnoiseSquelch.value, 80.0);
   EXPECT_FALSE(mode->rnnoise.value);
+}
+
+TEST(modeTurnConcurrentTest, oneTransceiverAtATimeIsInAMode) {
+  testGroup env;
+  const auto mode = keptByCore(std::make_shared<modDemod>(env.group));
+  int64_t inside = 0; // unguarded but for the turn
+  std::atomic<int64_t> turns = 0;
+  {
+    std::vector<std::jthread> transceivers;
+    for (int t = 0; t < 3; t++)
+      transceivers.emplace_back([&] {
+        for (int i = 0; i < 20000; i++) {
+          const modeTurn turn(mode.get());
+          if (!turn.mode()) continue;
+          inside++;
+          turns++;
+        }
+      });
+  }
+  EXPECT_EQ(inside, turns.load());
+  EXPECT_GT(turns.load(), 0);
+  EXPECT_EQ(modeTurn(mode.get()).mode(), mode.get());
+}
+
+TEST(modeTurnTest, theOneInsideRefusesUntilItHasLeft) {
+  testGroup env;
+  const auto mode = keptByCore(std::make_shared<modDemod>(env.group));
+  {
+    const modeTurn first(mode.get());
+    EXPECT_EQ(first.mode(), mode.get());
+    EXPECT_EQ(modeTurn(mode.get()).mode(), nullptr);
+    EXPECT_EQ(modeTurn(mode.get()).mode(), nullptr) << "a refused one takes nothing with it";
+  }
+  EXPECT_EQ(modeTurn(mode.get()).mode(), mode.get());
+  EXPECT_EQ(modeTurn(nullptr).mode(), nullptr);
 }
 
 } // namespace

@@ -98,6 +98,18 @@ TEST_F(vtrxReceiveTest, chunkWithoutAModeIsDropped) {
   EXPECT_EQ(s.mode->blocks, 1);
 }
 
+TEST_F(vtrxReceiveTest, aModeInWhichAnotherTransceiverIsHearsNothing) {
+  {
+    const modeTurn ofAnother(s.mode.get());
+    hear(centre, 1);
+    EXPECT_EQ(s.mode->blocks, 0);
+  }
+  hear(centre, 1);
+  EXPECT_EQ(s.mode->blocks, 1);
+  hear(centre, 1);
+  EXPECT_EQ(s.mode->blocks, 2) << "its own turn is over with its chunk";
+}
+
 TEST_F(vtrxReceiveTest, streamsOfTwoAdcsAreJoined) {
   t->ADCs.set(3);
   s.chunk(cbuff(2048, 1.0), centre, rate, 0);

@@ -342,14 +342,21 @@ TEST_F(vtrxTransmitTest, tuneSendsACarrier) {
   EXPECT_EQ(s.mode->take(), words{"pttChanged true"}) << "the mode isn't asked";
 }
 
-TEST_F(vtrxTransmitTest, delayedAudioIsRecordedAgainAfterEachSwitch) {
+TEST_F(vtrxTransmitTest, aModeInWhichAnotherTransceiverIsSendsSilence) {
   s.useMode();
-  t->DelayAudio.set(true);
   t->ptt.set(true);
-  groups(5);
-  t->DelayAudio.set(false);
-  groups(5);
-  EXPECT_EQ(s.radio->sent.size(), 10u * 126);
+  groups(20);
+  s.mode->take();
+  {
+    const modeTurn ofAnother(s.mode.get());
+    groups(20);
+    EXPECT_TRUE(s.mode->take().empty()) << "it isn't asked";
+    EXPECT_EQ(s.radio->sent.size(), 40u * 126);
+    EXPECT_EQ(s.radio->sent.back(), cdouble(0));
+  }
+  groups(20);
+  EXPECT_FALSE(s.mode->take().empty());
+  EXPECT_NE(s.radio->sent.back(), cdouble(0));
 }
 
 } // namespace
