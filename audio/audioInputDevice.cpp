@@ -25,6 +25,7 @@ void audioInputDevice::start() {
   soundSystemAccess access; // a stream that ends itself at once makes room for another starter while this one still works
   stream_.close();          // one that has ended itself can't be started again
   ring_ = buff<float>(ringSamples, 0.0f);
+  peak_.store(0, std::memory_order_relaxed); // the last one's: it would hold VOX where no stream follows
   published_.publish(ring_);
   logInfo("pa_start {}", device);
   if (device < 0) return;

@@ -77,6 +77,10 @@ TEST(audioInputDeviceTest, peakIsTheLargestMagnitudeOfTheLastBlock) {
   EXPECT_EQ(device.peak(), 0.2f);
   device.acquire(at);
   EXPECT_EQ(at.index, 5);
+  device.finished(); // the card is pulled out
+  device.acquire(at);
+  EXPECT_TRUE(device.running());
+  EXPECT_EQ(device.peak(), 0) << "nothing holds VOX";
 }
 
 TEST(audioInputDeviceTest, callbackEndsTheStreamWhenNobodyListensAndTheNextStartHasANewRing) {
