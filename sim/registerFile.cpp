@@ -40,6 +40,7 @@ bool registerFile::write(const std::array<uint8_t, 5>& c, double clock_Hz, probl
   decoded.mox = entry.mox();
   if (entry.queued()) {
     queue.push_back(entry);
+    if (queue.size() > historyLimit) queue.pop_front();
     return true;
   }
   const int address = entry.address();

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <deque>
 #include <string>
-#include <vector>
 #include "sim/discovery.h"
 #include "sim/problemLog.h"
 #include "sim/protocol1Codec.h"
@@ -63,8 +62,8 @@ class registerFile {
   std::array<uint8_t, 4> bytes(int address) const { return values.at(static_cast<size_t>(address)); } // C1 to C4
   uint64_t writes(int address) const { return counts.at(static_cast<size_t>(address)); }
   uint64_t frames() const { return frameCount; }
-  const std::deque<registerWrite>& history() const { return order; }         // oldest first, bounded
-  const std::vector<registerWrite>& queuedCommands() const { return queue; } // all of them
+  const std::deque<registerWrite>& history() const { return order; }        // oldest first, bounded
+  const std::deque<registerWrite>& queuedCommands() const { return queue; } // the same
   void clearHistory();
 
  private:
@@ -76,7 +75,7 @@ class registerFile {
   std::array<uint64_t, p1Registers> counts{};
   uint64_t frameCount = 0;
   std::deque<registerWrite> order;
-  std::vector<registerWrite> queue;
+  std::deque<registerWrite> queue;
   hostSettings decoded;
 };
 

@@ -116,6 +116,15 @@ TEST(registerFileTest, deviceWritesAreKeptApart) {
   EXPECT_EQ(w.problems.total(), 0u);
 }
 
+TEST(registerFileTest, aFloodOfWritesIsForgottenFromItsBeginning) {
+  registerFile file(3);
+  problemLog problems;
+  for (uint8_t i = 0; i < 5; i++) file.write({0x7D << 1, i, 0, 0, 0}, 76800000, problems);
+  ASSERT_EQ(file.queuedCommands().size(), 3u);
+  EXPECT_EQ(file.queuedCommands().front().c[1], 2);
+  EXPECT_EQ(file.history().size(), 3u);
+}
+
 TEST(registerFileTest, describesInWords) {
   const auto say = [](std::array<uint8_t, 5> c) { return describeRegister(registerWrite{0, c}); };
   EXPECT_EQ(say({0x00, 2, 0x2A, 0x08, 0x0C}), "0 rate, filters, receivers: 192000 Hz, 2 receivers, filters 0x15, amplifier");
