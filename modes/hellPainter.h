@@ -20,8 +20,9 @@ class hellPainter {
   // nextCharacter takes one out of the queue; nothing when there is none.
   explicit hellPainter(std::function<std::optional<char>()> nextCharacter) : nextCharacter_(std::move(nextCharacter)) {}
 
-  // step: Hz between rows, and pixels a second. A pixel lasts one sample more than the second says, at most longestPixel. Without
-  // a step above 0 nothing can be drawn: silence, at the pace of the default, so that the text and its end come nevertheless.
+  // step: Hz between rows, and pixels a second. A pixel lasts one sample more than the second says, at most longestPixel: a step
+  // set by mistake is left in time. Without a step above 0 nothing can be drawn: silence, at the pace of the default, so that the
+  // text and its end come nevertheless.
   void produce(const cbuff& out, double step);
 
  private:

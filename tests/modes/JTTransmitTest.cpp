@@ -323,7 +323,10 @@ TEST_F(JTTransmitTest, aTransceiverThatIsGoneIsNotKeyed) {
   transceiver.reset();
   setTime(0);
   hear(1); // the address sanitizer sees a touch
-  send(20000);
+  const cbuff sent = send(20000);
+  EXPECT_FALSE(mode->isMessageWaiting());
+  EXPECT_NE(sent.data[100], std::complex<double>(0)) << "it is sent all the same";
+  EXPECT_EQ(sent.data[19999], std::complex<double>(0)) << "and comes to its end, 2 tones of 7680 samples on";
   endCapture();
 }
 

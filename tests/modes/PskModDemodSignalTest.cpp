@@ -250,7 +250,22 @@ TEST_F(PskModDemodSignalTest, channelsReportTheirFrequencyEveryEleventhBlock) {
 }
 
 TEST_F(PskModDemodSignalTest, aChannelIsClaimedByItsTextAndLetGoBlockByBlock) {
+  listenToChannels(*mode, std::make_index_sequence<66>());
   const std::vector<double> block(512, 0.0);
+  int claims = 0;
+  const auto sound = audio("somebody else", 743.0, 0, 100);
+  for (size_t at = 0; at + 512 <= sound.size(); at += 512) {
+    std::array<std::string, 66> before = channelText;
+    std::array<int32_t, 30> life;
+    for (size_t i = 0; i < 30; i++) life[i] = detector(i).lifeCount;
+    receive({sound.begin() + static_cast<long>(at), sound.begin() + static_cast<long>(at) + 512});
+    for (size_t i = 0; i < 30; i++)
+      if (channelText[i] != before[i]) {
+        EXPECT_EQ(detector(i).lifeCount, 200);
+        claims += life[i] != 200;
+      }
+  }
+  EXPECT_GT(claims, 0);
   detector(7).lifeCount = 2;
   receive(block);
   EXPECT_EQ(detector(7).lifeCount, 1);
@@ -290,6 +305,10 @@ TEST_F(PskModDemodSignalTest, enduresEveryFrequencyThatAHostSets) {
     receive(std::vector<double>(sound.begin(), sound.begin() + 512 * 20));
     transmit(5000);
   }
+  mode->rxFreq.set(1500);
+  primaryText.clear();
+  receive(audio("back again", 1500));
+  EXPECT_NE(primaryText.find("back again"), std::string::npos) << primaryText;
 }
 
 TEST_F(PskModDemodSignalTest, aHostThatEmptiesTheListsStopsNothing) {

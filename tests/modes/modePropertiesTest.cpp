@@ -97,13 +97,3 @@ TEST_F(modePropertiesTest, theKeySoundsTheTransceiversSidetone) {
   g.turns();
   EXPECT_FALSE(speaker.keyA.load());
 }
-
-TEST_F(modePropertiesTest, theKeyOfAModeWithoutATransceiverKeysNothing) {
-  const auto cw = make<cwModDemod>();
-  cw->keyDown();
-  auto held = make<transceiver>();
-  cw->owner.publish({held, &held->ptt, nullptr, nullptr});
-  held.reset();
-  cw->keyDown(); // the transceiver is gone
-  g.turns();
-}

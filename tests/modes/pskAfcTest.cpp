@@ -154,6 +154,15 @@ TEST(pskAfcTest, theFastFormIsSteeredByALargeDiscriminator) {
   feed(afc, 0.5, 6000); // 0.3 / 6 / 0.0033.. = 15
   EXPECT_NEAR(afc.discriminator, 15, 1e-3);
   EXPECT_DOUBLE_EQ(afc.nominalIncrement, afc.afcHigh); // 15 * 1.5e-5 a step soon reach the limit
+  for (const double before : {10.0, -10.0, 6.021, 6.02}) {
+    afc = {};
+    afc.fastAfc = true;
+    afc.discriminator = before;
+    afc.step({0, 0});
+    const double d = before * (1 - 1 / 300.0), steered = std::abs(d) > 6 ? d : 0; // 6.02 comes to less than 6, 6.021 to more
+    EXPECT_NEAR(afc.freqError, steered * 0.002, 1e-12) << before;
+    EXPECT_NEAR(afc.nominalIncrement, radians(1500) + steered * 1.5e-5, 1e-12) << before;
+  }
   afc = {};
   afc.fastAfc = true;
   afc.discriminator = 1;

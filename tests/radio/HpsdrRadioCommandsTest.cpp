@@ -423,6 +423,11 @@ TEST(HpsdrRadioCommandsTest, aFullSendRingIsLoggedAndTheSequenceGoesOn) {
   b.radio->sendcommandcontrol(b.radio->silence);
   EXPECT_EQ(log.times("HpsdrRadio::sendcommandcontrol can't queue"), 1);
   EXPECT_EQ(b.radio->txSequence, static_cast<uint32_t>(usable + 1));
+  const std::string before = log.text();
+  b.radio->running.store(true);
+  b.radio->stopRadio(); // required: its command is lost without a word
+  EXPECT_FALSE(b.radio->running.load());
+  EXPECT_EQ(log.text(), before);
 }
 
 TEST(HpsdrRadioCommandsTest, withoutATransportEachDatagramIsSkippedAndLogged) {
