@@ -114,7 +114,11 @@ void cwSession::stopSending() {
 
 void cwSession::finishStop() {
   if (!stopping_) return;
-  if (clock::now() > stopBy_) sender().guard().release();
+  if (clock::now() > stopBy_) { // once: a key that goes down from now on is a fresh one
+    stopBy_ = clock::time_point::max();
+    liftKey();
+    sender().guard().release();
+  }
   if (!sender().guard().settled()) return;
   stopping_ = false;
   mode_.setSpeed(wpm_);

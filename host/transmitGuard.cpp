@@ -55,7 +55,7 @@ void transmitGuard::reportOnAir(bool on) {
   reports_ = 0;
   if (!on || keyed() || falling_) return;
   falling_ = true; // nobody keys: VOX had, and was ended before it said so. It has its limit like every fall
-  unkeyedAt_ = changedAt_;
+  keyedAt_ = unkeyedAt_ = changedAt_;
 }
 
 void transmitGuard::reportSignal() {
@@ -67,8 +67,9 @@ void transmitGuard::reportFrame() { heardAt_ = now_(); }
 
 void transmitGuard::keyBy(source s) {
   const auto now = now_();
-  if (!keyed()) { // a change of hands doesn't wind the time-out up again
-    keyedAt_ = heardAt_ = checkedAt_ = now;
+  if (!keyed()) { // a change of hands doesn't wind the time-out up again, nor does a release that hasn't reached the air
+    if (!onAir_) keyedAt_ = now;
+    heardAt_ = checkedAt_ = now;
     transmissions_++;
   }
   source_ = s;

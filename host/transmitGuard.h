@@ -11,11 +11,11 @@ namespace larchhost {
 // Key presses, VOX and reports go in; `keyed` and `vox` say what is to be commanded. All on one thread; `check` on each poll.
 //
 // Nothing is keyed unless `allowed`. A transmission that reaches the time-out ends, and VOX with it: only a fresh press keys
-// again. It ends, too, when the radio is silent for longer than `longestSilence`, when `check` hasn't been called for
-// `longestStall`, and by `end`, after which nothing is keyed any more. After a transmission the radio is `settled` when it has
-// reported that it isn't transmitting and `holdReports` more reports have come in the radio's own time, at least 150 ms: its
-// filters and relays follow the fall by 131 ms of stream. What takes longer than `longestFall` and the mode's tail counts as
-// settled, and as `stuck`.
+// again. One that is keyed again before it has left the air is the same to the time-out. It ends, too, when the radio is silent
+// for longer than `longestSilence`, when `check` hasn't been called for `longestStall`, and by `end`, after which nothing is
+// keyed any more. After a transmission the radio is `settled` when it has reported that it isn't transmitting and `holdReports`
+// more reports have come in the radio's own time, at least 150 ms: its filters and relays follow the fall by 131 ms of stream.
+// What takes longer than `longestFall` and the mode's tail counts as settled, and as `stuck`.
 class transmitGuard {
  public:
   using clock = bootClock; // a machine that has slept has stood still

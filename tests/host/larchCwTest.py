@@ -342,6 +342,17 @@ class LarchCw(talk.LarchTalk):
         self.assertEqual(read(self.wire.transmissions()[1], dot_at(15)), "K")
 
     @again_after_a_stall
+    def test_a_key_that_goes_down_behind_escape_is_lifted(self):
+        self.start_in_terminal("--transmit", "--drive", "255", "--wpm", "15")
+        self.wait_for_picture("hold> ")
+        self.screen.type(b"0" * 60 + b"\r")
+        self.wait_for_air()
+        self.screen.type(b"\x1b\x1b[A\t")  # the arrow parts Esc from Tab
+        self.wait_for_mox(False)  # long before the time-out of three minutes
+        self.screen.type(b"\t")
+        self.wait_for_mox(True)
+
+    @again_after_a_stall
     def test_the_tab_key_is_a_straight_key(self):
         self.start_in_terminal("--transmit", "--drive", "255", "--hang", "300")
         self.wait_for_picture("drive 255")

@@ -291,7 +291,8 @@ TEST_F(transmitGuardTest, aRadioThatNeverFollowsEndsTheWaitAsStuck) {
 }
 
 TEST_F(transmitGuardTest, theTailOfAModeIsWaitedFor) {
-  transmitGuard g(true, 180s, [this] { return now_; }, 2000ms);
+  transmitGuard g(
+      true, 180s, [this] { return now_; }, 2000ms);
   transmit(g);
   g.end();
   now_ += transmitGuard::longestFall + 1999ms;
@@ -347,7 +348,7 @@ TEST_F(transmitGuardTest, theEndOfAFallThatIsUnderWayGivesItNoMoreTime) {
   EXPECT_NE(g.note().find("radio is silent"), std::string::npos); // the reason stays
 }
 
-TEST_F(transmitGuardTest, aFreshPressDuringTheFallTransmitsAgain) {
+TEST_F(transmitGuardTest, aFreshPressDuringTheFallTransmitsAgainAndGainsNoTime) {
   auto g = make(true, 10s);
   transmit(g);
   pass(g, 4s);
@@ -355,7 +356,42 @@ TEST_F(transmitGuardTest, aFreshPressDuringTheFallTransmitsAgain) {
   g.press();
   EXPECT_TRUE(g.keyed());
   EXPECT_FALSE(g.settled());
+  EXPECT_EQ(g.remaining(), 6s); // it never left the air
+  g.release();
+  g.reportOnAir(false);
+  g.press();
   EXPECT_EQ(g.remaining(), 10s);
+}
+
+TEST_F(transmitGuardTest, aKeyThatIsReleasedAndPressedAgainOnEachPollTimesOut) {
+  auto g = make(true, 10s);
+  EXPECT_TRUE(g.pressForMode());
+  g.reportOnAir(true);
+  for (int i = 0; i < 51; i++) {
+    EXPECT_TRUE(g.keyed()) << i;
+    g.release();
+    g.pressForMode();
+    pass(g, 192ms);
+  }
+  pass(g, 208ms);
+  EXPECT_FALSE(g.keyed());
+  EXPECT_NE(g.note().find("time-out"), std::string::npos);
+  g.pressForMode(); // too early: it is on the air yet
+  g.check();
+  EXPECT_FALSE(g.keyed());
+  g.reportOnAir(false);
+  g.pressForMode();
+  g.check();
+  EXPECT_TRUE(g.keyed());
+}
+
+TEST_F(transmitGuardTest, anAirThatNobodyKeyedBeginsTheTimeOfAKeyThatJoinsIt) {
+  auto g = make(true, 10s);
+  pass(g, 60s);
+  g.reportOnAir(true);
+  pass(g, 1s);
+  g.press();
+  EXPECT_EQ(g.remaining(), 9s);
 }
 
 } // namespace
