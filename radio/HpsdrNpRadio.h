@@ -60,7 +60,6 @@ class HpsdrNpRadio : public Radio {
   void handleRxPacketRIO(int32_t slot, int32_t receiver);
   void handleSamples(const uint8_t* packet, int32_t receiver);
   void handleWbRxPacketRIO(int32_t slot);
-  class borrowedSlot;
   void publishFrequencies();
 
   // Either's: each send has a slot of its own.

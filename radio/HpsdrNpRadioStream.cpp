@@ -1,6 +1,7 @@
 #include "dsp/sampleUnpack.h"
 #include "platform/threadClass.h"
 #include "radio/HpsdrNpRadio.h"
+#include "radio/borrowedSlot.h"
 #include "radio/frequencyWord.h"
 #include "runtime/log.h"
 
@@ -56,28 +57,14 @@ void HpsdrNpRadio::microphonePacket() {
   microphoneCount = microphoneCount == frequenciesAt ? 0 : microphoneCount + 1;
 }
 
-// A received slot goes back to the receive thread at the end of its task, also when that ends by an exception.
-class HpsdrNpRadio::borrowedSlot {
- public:
-  borrowedSlot(HpsdrNpRadio& radio, int32_t slot) : radio_(radio), slot_(slot) {}
-  ~borrowedSlot() { radio_.releaseRing.emplace(slot_); } // required: a full ring loses it for good, in silence
-  borrowedSlot(const borrowedSlot&) = delete;
-  borrowedSlot& operator=(const borrowedSlot&) = delete;
-  const uint8_t* data() const { return radio_.transport->receiveData(slot_); }
-
- private:
-  HpsdrNpRadio& radio_;
-  const int32_t slot_;
-};
-
 void HpsdrNpRadio::HighPriorityStatuspacketRIO(int32_t slot) {
-  const borrowedSlot packet(*this, slot);
-  adcOvl.write(protocol2::overloadOf(packet.data()));
+  const borrowedSlot borrowed(releaseRing, slot);
+  adcOvl.write(protocol2::overloadOf(transport->receiveData(slot)));
 }
 
 void HpsdrNpRadio::handleRxPacketRIO(int32_t slot, int32_t receiver) {
-  const borrowedSlot packet(*this, slot);
-  if (static_cast<std::size_t>(receiver) < hwReceivers.size()) handleSamples(packet.data(), receiver);
+  const borrowedSlot borrowed(releaseRing, slot);
+  if (static_cast<std::size_t>(receiver) < hwReceivers.size()) handleSamples(transport->receiveData(slot), receiver);
 }
 
 void HpsdrNpRadio::handleSamples(const uint8_t* packet, int32_t receiver) {
@@ -100,8 +87,8 @@ void HpsdrNpRadio::handleSamples(const uint8_t* packet, int32_t receiver) {
 }
 
 void HpsdrNpRadio::handleWbRxPacketRIO(int32_t slot) {
-  const borrowedSlot borrowed(*this, slot);
-  const uint8_t* packet = borrowed.data();
+  const borrowedSlot borrowed(releaseRing, slot);
+  const uint8_t* packet = transport->receiveData(slot);
   const auto sample = [packet](int index) { return protocol2::widebandSample(packet, index); };
   if (processWideband(protocol2::sequenceOf(packet), sample, widebandScale * gainFactor, meterPackets)) {
     const double peak = adcPeakRaw * peakScale;

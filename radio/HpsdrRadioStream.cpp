@@ -1,5 +1,6 @@
 #include "radio/HpsdrRadio.h"
 #include "dsp/sampleUnpack.h"
+#include "radio/borrowedSlot.h"
 #include "radio/frequencyWord.h"
 #include "transceiver/vtrx.h"
 #include <array>
@@ -17,8 +18,8 @@ constexpr std::size_t mostTogether = 8; // receivers that are unpacked in one pa
 } // namespace
 
 void HpsdrRadio::handleRxPacketRIO(int32_t slot) {
+  const borrowedSlot borrowed(releaseRing, slot);
   handleDatagram(transport.receiveData(slot), arrival[static_cast<std::size_t>(slot)]);
-  releaseRing.emplace(slot); // required: a full ring loses the slot for good, in silence
 }
 
 void HpsdrRadio::handleDatagram(const uint8_t* datagram, int64_t time) {

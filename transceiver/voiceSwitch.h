@@ -18,7 +18,7 @@ class voiceSwitch {
       holdLeft_s_ = s.hold_s;
       return true;
     }
-    if (!(level <= s.threshold * quietShare)) {
+    if (level > s.threshold * quietShare) { // a threshold that is no number holds no key
       holdLeft_s_ = s.hold_s;
       return true;
     }

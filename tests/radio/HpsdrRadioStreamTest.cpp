@@ -167,6 +167,18 @@ TEST(HpsdrRadioStreamTest, everyDatagramGivesItsSlotBack) {
   EXPECT_EQ(released, slots);
 }
 
+TEST(HpsdrRadioStreamTest, aHandlerThatThrowsGivesItsSlotBack) {
+  hpsdrBench b;
+  b.radio->ep6SeqErrors.observer = [] { throw std::runtime_error("the observer's"); };
+  b.peer.sendTo(b.radio->transport.localPort(), patterned(1, 9));
+  int slot = -1;
+  while (slot < 0) slot = b.radio->transport.waitReceive(8);
+  EXPECT_THROW(b.radio->handleRxPacketRIO(slot), std::runtime_error);
+  const int32_t* released = b.radio->releaseRing.front();
+  ASSERT_TRUE(released);
+  EXPECT_EQ(*released, slot);
+}
+
 TEST(HpsdrRadioStreamTest, aFullReleaseRingLosesTheSlotInSilence) {
   hpsdrBench b;
   for (int i = 0; i < openRadio::releaseSlots - 1; i++) ASSERT_TRUE(b.radio->releaseRing.emplace(0));

@@ -51,9 +51,14 @@ TEST(voiceSwitchTest, holdOfExactlyZeroSecondsLeftUnkeys) {
   EXPECT_FALSE(vox.decide(true, 0.0, {0.4, 0.5}, 0.25));
 }
 
-TEST(voiceSwitchTest, thresholdThatIsNoNumberNeverKeys) {
+TEST(voiceSwitchTest, thresholdThatIsNoNumberNeverKeysNorHoldsTheKey) {
   voiceSwitch vox;
-  EXPECT_FALSE(vox.decide(false, 1.0, {std::numeric_limits<double>::quiet_NaN(), 0.5}, chunk_s));
+  const voiceSwitch::settings none{std::numeric_limits<double>::quiet_NaN(), 0.5};
+  EXPECT_FALSE(vox.decide(false, 1.0, none, chunk_s));
+  bool keyed = vox.decide(false, 1.0, usual, chunk_s);
+  EXPECT_TRUE(keyed);
+  for (int i = 0; i < 48; i++) keyed = keyed && vox.decide(keyed, 1.0, none, chunk_s);
+  EXPECT_FALSE(keyed);
 }
 
 } // namespace
