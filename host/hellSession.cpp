@@ -26,7 +26,7 @@ hellSession::hellSession(const hellOptions& options, const transmitSettings& sen
 
 bool hellSession::command(char c) {
   if (c != controlB && c != controlF) return false;
-  if (!sender().guard().keyed()) radio().tune(first(), first().frequency + (c == controlB ? -tuneStep : tuneStep));
+  if (!sender().guard().busy()) radio().tune(first(), first().frequency + (c == controlB ? -tuneStep : tuneStep));
   return true;
 }
 

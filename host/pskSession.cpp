@@ -42,15 +42,15 @@ void pskSession::printLines(const std::vector<pskSignal>& lines) const {
 void pskSession::ended() { printLines(mode_.band().takeRest()); }
 
 bool pskSession::press(const keyPress& k) {
-  const bool taken = textSession::press(k), keyed = sender().guard().keyed();
+  const bool taken = textSession::press(k), busy = sender().guard().busy();
   switch (k.code) {
   case key::left:
   case key::right:
-    if (!keyed) follow(mode_.frequency() + (k.code == key::left ? -fineStep : fineStep));
+    if (!busy) follow(mode_.frequency() + (k.code == key::left ? -fineStep : fineStep));
     return true;
   case key::up:
   case key::down:
-    if (!keyed) followNeighbour(k.code == key::up ? -1 : 1);
+    if (!busy) followNeighbour(k.code == key::up ? -1 : 1);
     return true;
   default: return taken;
   }
@@ -58,7 +58,7 @@ bool pskSession::press(const keyPress& k) {
 
 bool pskSession::command(char c) {
   if (c != '\t' && c != controlB && c != controlF) return false;
-  if (sender().guard().keyed()) return true;
+  if (sender().guard().busy()) return true;
   c == '\t' ? nextVariant() : retune(c == controlB ? -tuneStep : tuneStep);
   return true;
 }

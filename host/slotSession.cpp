@@ -103,8 +103,8 @@ void slotSession::complain(const std::string& text) {
 }
 
 bool slotSession::press(const keyPress& k) {
-  const bool keyed = sender_.guard().keyed();
-  if (k.code == key::left || k.code == key::right) return keyed; // the frequency stays while it is on the air
+  const bool busy = sender_.guard().busy();
+  if (k.code == key::left || k.code == key::right) return busy; // the frequency stays while it is on the air
   if (k.code == key::escape) {
     message_.interrupt(sender_.guard());
     return sender_.guard().release(), true;

@@ -192,7 +192,7 @@ void station::takeEcho(int32_t ticket) {
 
 void station::changeModes() {
   for (auto& r : receivers_)
-    if (r->coming.ready && !(r.get() == transmitting_ && transmitter_->guard().keyed())) useMode(*r);
+    if (r->coming.ready && !(r.get() == transmitting_ && transmitter_->guard().busy())) useMode(*r);
 }
 
 void station::useMode(receiver& r) {

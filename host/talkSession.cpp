@@ -66,8 +66,8 @@ void talkSession::tellNote() {
 }
 
 bool talkSession::press(const keyPress& k) {
-  const bool keyed = sender_.guard().keyed();
-  if (k.code == key::left || k.code == key::right) return keyed; // the frequency stays while it is on the air
+  const bool busy = sender_.guard().busy();
+  if (k.code == key::left || k.code == key::right) return busy; // the frequency stays while it is on the air
   if (k.code != key::other) return false;
   switch (k.character) {
   case 't':
@@ -78,7 +78,7 @@ bool talkSession::press(const keyPress& k) {
   case '+':
   case '=': sender_.setDrive(sender_.settings().drive + driveStep); return true;
   case '-': sender_.setDrive(sender_.settings().drive - driveStep); return true;
-  case 'm': return keyed;
+  case 'm': return busy;
   default: return false;
   }
 }

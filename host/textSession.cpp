@@ -124,7 +124,7 @@ bool textSession::press(const keyPress& k) {
   hint_.clear();
   switch (k.code) {
   case key::left:
-  case key::right: return sender_.guard().keyed(); // the frequency stays while it is on the air
+  case key::right: return sender_.guard().busy(); // the frequency stays while it is on the air
   case key::escape: return stopSending(), true;
   case key::other: return typed(k.character), true;
   default: return false;

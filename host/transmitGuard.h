@@ -52,9 +52,10 @@ class transmitGuard {
   bool voxActive() const { return vox_ && source_ != source::hand; } // the hand key suspends it: a quiet microphone would unkey
   bool onAir() const { return onAir_; }
   bool settled() const;
-  bool stuck() const;                               // the end of the transmission hasn't reached the radio
-  std::chrono::milliseconds remaining() const;      // until the time-out; all of it while not keyed
-  const std::string& note() const { return note_; } // why a key was refused or a transmission ended; empty after a good press
+  bool busy() const { return !settled() || onAir_; } // keyed, or the end of it isn't through yet: nothing may move
+  bool stuck() const;                                // the end of the transmission hasn't reached the radio
+  std::chrono::milliseconds remaining() const;       // until the time-out; all of it while not keyed
+  const std::string& note() const { return note_; }  // why a key was refused or a transmission ended; empty after a good press
 
  private:
   enum class source { none, hand, vox, mode };

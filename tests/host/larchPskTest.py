@@ -204,13 +204,15 @@ class LarchPsk(talk.LarchTalk):
         self.assertEqual(len(self.wire.transmissions()), 1)
 
     @talk.again_after_a_stall
-    def test_stop_drops_what_waits(self):
+    def test_stop_drops_what_waits_and_nothing_moves_behind_it(self):
         self.start_in_terminal("--transmit", "--drive", "255", "--text", "a long text " * 60)
         self.wait_for_air()
         self.wait_for_picture("a long")
-        self.screen.type(b"\x1b")
+        self.screen.type(b"\x1b\x1b[B" + RIGHT + TAB + CTRL_F)  # down parts Esc from the keys that move and change a receiver
         self.wait_for_mox(False)
         self.assertLess(len(self.wire.transmissions()[0]), 30 * RATE)
+        self.screen.text = ""
+        self.wait_for_picture("RX PSK31 on 7.041.500, 1500 Hz")
 
     @talk.again_after_a_stall
     def test_a_time_out_drops_what_waits_and_is_a_failure(self):

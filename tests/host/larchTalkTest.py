@@ -609,7 +609,7 @@ class LarchTalk(unittest.TestCase):
         self.screen.type(b" ")
         self.wait(lambda: "ON AIR" in self.screen.text and "left" in self.screen.text, "on the air")
         self.screen.type(b"\x1b[C")  # the frequency stays while it is on the air
-        self.screen.type(b" ")
+        self.screen.type(b" \x1b[Cm")  # nor in the fall, and the mode stays as well
         self.wait_for_mox(False)
         self.screen.text = ""
         self.wait(lambda: "7.100.000 USB" in self.screen.text, "reception")

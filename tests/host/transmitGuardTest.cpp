@@ -248,6 +248,32 @@ TEST_F(transmitGuardTest, settledIsAfterTheRadiosReportAndThreeOfItsReportsMore)
   EXPECT_FALSE(g.stuck());
 }
 
+TEST_F(transmitGuardTest, itIsBusyFromThePressUntilTheRadioHasSettled) {
+  auto g = make(true);
+  EXPECT_FALSE(g.busy());
+  g.press();
+  EXPECT_TRUE(g.busy());
+  g.reportOnAir(true);
+  pass(g, 1s);
+  g.release();
+  pass(g, 2s); // a mode's tail
+  EXPECT_FALSE(g.keyed());
+  EXPECT_TRUE(g.busy());
+  g.reportOnAir(false);
+  EXPECT_TRUE(g.busy());
+  pass(g, 3 * 192ms);
+  EXPECT_FALSE(g.busy());
+}
+
+TEST_F(transmitGuardTest, aRadioThatNeverFollowsStaysBusy) {
+  auto g = make(true);
+  transmit(g);
+  g.release();
+  pass(g, 2 * transmitGuard::longestFall);
+  EXPECT_TRUE(g.stuck());
+  EXPECT_TRUE(g.busy());
+}
+
 TEST_F(transmitGuardTest, theHoldIsTimeAsWellAsReports) {
   auto g = make(true);
   transmit(g);
