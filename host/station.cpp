@@ -35,6 +35,7 @@ station::station(const stationSettings& settings) : settings_(settings), radio_(
 station::~station() {
   endTransmission();
   Radio_stop(radio_.base());
+  if (transmitter_) transmitter_->detach();
   for (auto& r : receivers_) {
     dropComing(*r);
     if (!r->handle) continue;
@@ -44,11 +45,7 @@ station::~station() {
     vtrx_release(r->handle);
     if (r->demodulator) modDemod_release(r->demodulator);
   }
-  const auto end = std::chrono::steady_clock::now() + longestEnd;
-  while (objectsAlive_ > 0 && std::chrono::steady_clock::now() < end) {
-    poll();
-    std::this_thread::sleep_for(pollPause);
-  }
+  pollWhile([this] { return objectsAlive_ > 0; });
   std::this_thread::sleep_for(stopTime); // the stop leaves on the receive thread, behind what waits there; nothing tells of it
   only = nullptr;
 }
@@ -73,11 +70,7 @@ transmitter& station::addTransmitter(receiver& r, const transmitSettings& settin
 
 void station::start() {
   // each transceiver reports itself by the poll and is configured then; the radio starts with all of them in place
-  const auto end = std::chrono::steady_clock::now() + longestEnd;
-  while (started_ < receivers_.size() && std::chrono::steady_clock::now() < end) {
-    poll();
-    std::this_thread::sleep_for(pollPause);
-  }
+  pollWhile([this] { return started_ < receivers_.size(); });
   Radio_start(radio_.base());
 }
 
@@ -92,10 +85,18 @@ bool station::endTransmission() {
   if (!transmitter_) return true;
   transmitter_->guard().end();
   if (transmitter_->withdraw()) pollFor(withdrawal);
+  poll();
+  transmitter_->ask(); // until VOX is off it may key
+  pollWhile([this] { return !transmitter_->answered(); });
   for (poll(); !transmitter_->guard().settled(); poll()) std::this_thread::sleep_for(pollPause);
   if (!transmitter_->guard().stuck()) return true;
   Radio_setptt(radio_.base(), false); // the next word to the radio says so, whatever has become of the fall
   return false;
+}
+
+void station::pollWhile(const std::function<bool()>& waiting) {
+  const auto end = std::chrono::steady_clock::now() + longestEnd;
+  for (; waiting() && std::chrono::steady_clock::now() < end; poll()) std::this_thread::sleep_for(pollPause);
 }
 
 void station::pollFor(std::chrono::milliseconds time) {

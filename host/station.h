@@ -98,6 +98,7 @@ class station {
 
  private:
   template <size_t n> void bindReceiver(vtrx* handle);
+  void pollWhile(const std::function<bool()>& waiting); // not for ever
   void pollFor(std::chrono::milliseconds time);
   void bindReceiver(size_t n, vtrx* handle);
   void takeSignal(receiver& r, double level);

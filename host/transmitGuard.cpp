@@ -47,6 +47,8 @@ void transmitGuard::reportVox(bool on) {
     keyBy(source::vox);
   else if (source_ == source::vox || (!on && byMode()))
     unkey("");
+  else if (on && !keyed() && !falling_)
+    fall(); // VOX was quicker than the word that ended it: the transmitter lifts the key
 }
 
 void transmitGuard::reportOnAir(bool on) {
@@ -78,13 +80,17 @@ void transmitGuard::keyBy(source s) {
 
 void transmitGuard::unkey(const std::string& why) {
   source_ = source::none;
-  falling_ = true;
-  reports_ = 0;
-  unkeyedAt_ = changedAt_ = now_();
+  fall();
   if (!why.empty()) {
     note_ = why;
     vox_ = false;
   }
+}
+
+void transmitGuard::fall() {
+  falling_ = true;
+  reports_ = 0;
+  unkeyedAt_ = changedAt_ = now_();
 }
 
 void transmitGuard::check() {

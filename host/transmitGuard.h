@@ -62,6 +62,7 @@ class transmitGuard {
   bool allow();
   void keyBy(source s);
   void unkey(const std::string& why);
+  void fall();
 
   const bool allowed_;
   const std::chrono::seconds timeout_;

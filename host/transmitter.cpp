@@ -9,6 +9,7 @@ namespace {
 
 constexpr int32_t mostDrive = 255;
 Radio* asRadio(HpsdrRadio* handle) { return reinterpret_cast<Radio*>(handle); }
+asyncObject* asObject(vtrx* handle) { return reinterpret_cast<asyncObject*>(handle); }
 
 } // namespace
 
@@ -58,6 +59,9 @@ void transmitter::attach(vtrx* handle) {
   vtrx_bindptt(handle, [](bool on) {
     if (only) only->takePtt(on);
   });
+  asyncObject_bindEcho(asObject(handle), [](int32_t ticket) {
+    if (only) only->answered_ = ticket;
+  });
   vtrx_bindmicLevel(handle, [](double level) {
     if (only) only->meters_.micLevel = level;
   });
@@ -96,6 +100,12 @@ void transmitter::update() {
   if (commandedKey_ != guard_.keyed()) vtrx_setptt(handle_, commandedKey_ = guard_.keyed());
   if (!guard_.keyed() && commandedTune_ && guard_.settled()) vtrx_settune(handle_, commandedTune_ = false);
   if (!commandedVox_ && guard_.voxActive()) vtrx_setuseVox(handle_, commandedVox_ = true);
+}
+
+void transmitter::detach() { handle_ = nullptr; }
+
+void transmitter::ask() {
+  if (handle_) asyncObject_Ping(asObject(handle_), ++asked_);
 }
 
 void transmitter::toggleKey() { guard_.byHand() ? guard_.release() : void(guard_.press()); }

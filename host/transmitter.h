@@ -44,6 +44,7 @@ class transmitter {
   void attach(vtrx* handle);
   void setEdges(signedEdges edges);
   void update();
+  void detach(); // the transceiver is about to go
   transmitGuard& guard() { return guard_; }
   const transmitGuard& guard() const { return guard_; }
 
@@ -61,6 +62,10 @@ class transmitter {
   // The station's, at its end. True: the mode may have keyed just now, and says so within the next polls.
   bool withdraw();
 
+  // Asks the transceiver for an answer, which comes behind all that it has reported until it has done what was commanded so far.
+  void ask();
+  bool answered() const { return !handle_ || answered_ == asked_; }
+
   bool tuning() const;
   bool delay() const { return settings_.delay; }
   const transmitSettings& settings() const { return settings_; }
@@ -76,6 +81,7 @@ class transmitter {
   transmitMeters meters_;
   HpsdrRadio* radio_ = nullptr;
   vtrx* handle_ = nullptr;
+  int32_t asked_ = 0, answered_ = 0;
   uint32_t tuned_ = 0;             // the transmission that is a carrier
   std::function<void()> withdraw_; // set while a mode is expected to key
   bool commandedKey_ = false, commandedVox_ = false, commandedTune_ = false;

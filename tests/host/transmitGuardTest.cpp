@@ -353,6 +353,23 @@ TEST_F(transmitGuardTest, anAirThatIsReportedAfterTheEndHasItsLimit) {
   EXPECT_TRUE(g.stuck());
 }
 
+TEST_F(transmitGuardTest, aVoxThatKeyedBeforeItWasOffIsWaitedFor) {
+  auto g = make(true);
+  g.wantVox(true);
+  g.end();
+  EXPECT_TRUE(g.settled());
+  g.reportVox(true); // it had keyed already, and the radio's report is on its way
+  EXPECT_FALSE(g.keyed());
+  EXPECT_FALSE(g.settled());
+  g.reportVox(false);
+  g.reportOnAir(true);
+  pass(g, 1s);
+  EXPECT_FALSE(g.settled());
+  g.reportOnAir(false);
+  pass(g, 3 * 192ms);
+  EXPECT_TRUE(g.settled());
+}
+
 TEST_F(transmitGuardTest, theEndOfAFallThatIsUnderWayGivesItNoMoreTime) {
   auto g = make(true);
   transmit(g);
