@@ -12,6 +12,7 @@ constexpr double slowest = 5, fastest = 60;                       // words per m
 constexpr double flushSpeed = 57600; // a dot is one sample: what is left of a character passes unheard
 constexpr double dashOfOneWpm_s = 3.6;
 constexpr std::chrono::milliseconds keyPause{1}, stopMargin{1500};
+constexpr int mostMovements = 64; // of the key, a poll
 constexpr size_t textRows = 5;
 
 } // namespace
@@ -49,7 +50,11 @@ void cwSession::giveUp() {
 
 void cwSession::readKeyDevice() {
   if (!key_) return;
-  while (const auto down = key_->next()) moveKey(*down);
+  for (int i = 0; i < mostMovements; i++) {
+    const auto down = key_->next();
+    if (!down) break;
+    moveKey(*down);
+  }
   if (key_->gone() && !toldGone_) {
     toldGone_ = true;
     const std::string words = fmt::format("the key {} has gone", key_->name());

@@ -12,6 +12,8 @@
 namespace larchhost {
 namespace {
 
+constexpr int mostRecords = 64; // a call: an endless input mustn't keep the radio waiting
+
 std::string openError(const std::string& device, int error) {
   if (error == EACCES)
     return fmt::format("no permission to read {}: join the group that owns it (ls -l {}; often dialout or input)", device,
@@ -68,7 +70,7 @@ std::optional<bool> keyInput::nextOfLine() {
 }
 
 std::optional<bool> keyInput::nextOfDevice() {
-  while (readRecord()) {
+  for (int i = 0; i < mostRecords && readRecord(); i++) {
     input_event event;
     std::memcpy(&event, record_.data(), sizeof event);
     if (const auto moved = take(event)) return moved;

@@ -102,6 +102,15 @@ TEST_F(keyInputTest, otherRecordsAndWildValuesAreNoKey) {
   EXPECT_FALSE(key.next());
 }
 
+TEST_F(keyInputTest, anEndlessInputEndsTheCallAndLosesNothing) {
+  keyInput key(path_);
+  connect();
+  for (int i = 0; i < 100; i++) send(EV_REL, REL_X, 1);
+  send(EV_KEY, KEY_A, 1);
+  EXPECT_FALSE(key.next());
+  EXPECT_EQ(key.next(), true);
+}
+
 TEST_F(keyInputTest, aRecordMayComeInTwoPieces) {
   keyInput key(path_);
   connect();
