@@ -23,7 +23,7 @@ constexpr std::array<knownMode, 5> knownModes{{{"ft8", {15000, 14400, 7680, 6.25
                                                {"jt9", {60000, 52000, 27648, 48000.0 / 27648, 85}},
                                                {"wspr", {120000, 114000, 32768, 48000.0 / 32768, 162}}}};
 
-constexpr int32_t shortest_ms = 500, longest_ms = 3600000;
+constexpr int32_t shortest_ms = 500, longest_ms = 3600000, grid_ms = 500;
 constexpr int32_t chunk_ms = 100; // and some: a capture has to be over when the next slot begins
 constexpr int64_t sampleRate = 48000;
 constexpr int32_t valuesForMs = 12; // of a WAV file
@@ -109,6 +109,8 @@ slotFormat chooseSlotFormat(const slotWishes& wishes) {
   f.c2 = wishes.save == "c2";
   if (wishes.period_ms && (*wishes.period_ms < shortest_ms || *wishes.period_ms > longest_ms))
     refuse(fmt::format("a period has {} to {} ms", shortest_ms, longest_ms));
+  if (wishes.period_ms && *wishes.period_ms % grid_ms != 0)
+    refuse(fmt::format("a period is a multiple of {} ms", grid_ms)); // a slot begins on a half-second
   const bool other = wishes.period_ms && *wishes.period_ms != f.period_ms;
   f.period_ms = wishes.period_ms.value_or(f.period_ms);
   f.recorded_ms = wishes.recorded_ms.value_or(other ? usualRecording(f.period_ms) : f.recorded_ms);

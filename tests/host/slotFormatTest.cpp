@@ -78,7 +78,7 @@ TEST(slotFormatTest, wsprsFilesHave45000PairsOf375Hz) {
 }
 
 TEST(slotFormatTest, pairsStayTogetherAtAnyLength) {
-  for (int32_t period = 500; period < 3600000; period = period * 7 / 5 + 1) {
+  for (int32_t period = 500; period < 3600000; period = (period * 7 / 5 / 500 + 1) * 500) {
     slotWishes w;
     w.period_ms = period;
     for (const char* save : {"wav", "c2"}) {
@@ -115,6 +115,10 @@ TEST(slotFormatTest, badWordsGetClearErrors) {
   for (const int32_t period : {499, 3600001, 0, -1}) {
     w.period_ms = period;
     EXPECT_EQ(refusal([&] { chooseSlotFormat(w); }), "a period has 500 to 3600000 ms");
+  }
+  for (const int32_t period : {501, 999, 15100}) {
+    w.period_ms = period;
+    EXPECT_EQ(refusal([&] { chooseSlotFormat(w); }), "a period is a multiple of 500 ms");
   }
   w.period_ms = 1000;
   for (const int32_t recorded : {99, 901, -5}) {
