@@ -9,7 +9,7 @@ namespace larchhost {
 namespace {
 
 constexpr int32_t noAudio = -1, slowestRate = 48000;
-constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000}, stopTime{100}, withdrawal{100};
+constexpr std::chrono::milliseconds pollPause{5}, longestEnd{2000}, stopTime{100}, withdrawal{100}, lastWord{200};
 
 asyncObject* base(void* handle) { return static_cast<asyncObject*>(handle); }
 void ignoreEnd(int32_t) {}
@@ -91,6 +91,7 @@ bool station::endTransmission() {
   for (poll(); !transmitter_->guard().settled(); poll()) std::this_thread::sleep_for(pollPause);
   if (!transmitter_->guard().stuck()) return true;
   Radio_setptt(radio_.base(), false); // the next word to the radio says so, whatever has become of the fall
+  pollFor(lastWord);                  // and leaves before the stop, if the radio's stream still runs
   return false;
 }
 
