@@ -291,6 +291,8 @@ class LarchModes(larchTalkTest.LarchTalk):
         self.see("7.100.000 AM")
         self.screen.type(b"t")
         self.wait_for_mox(False)
+        sent = len(self.wire.sent)
+        self.wait(lambda: len(self.wire.sent) > sent + 3 * RATE // 126, "the radio's time to settle")
         self.screen.type(b"m")
         self.see("7.100.000 NFM")
         self.screen.type(b"t")
